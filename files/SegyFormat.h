@@ -128,27 +128,10 @@ static_assert(offsetof(SGY_TRACEHEADER, numSamples) == 114, "samples at 114");
 static_assert(offsetof(SGY_TRACEHEADER, ensembleX) == 180, "ensemble X at 180");
 static_assert(offsetof(SGY_TRACEHEADER, crosslineNumber) == 192, "crossline at 192");
 
-// One entry of the header map (m_spy_info), 12 bytes packed because it is
-// stored in the ".cr2" catalogue.
-#pragma pack(push, 1)
-struct SPY_FIELD {
-    int16_t nFieldType; // 0: 16-bit field, 1: 32-bit field, -1: not used
-    double rValue;      // 1-based byte position, or a plain value
-    int16_t nPartFlag;
-};
-#pragma pack(pop)
-static_assert(sizeof(SPY_FIELD) == 12, "SPY_FIELD is 12 bytes");
-
-// Indices into m_spy_info.
-enum {
-    SPY_SHOTX = 0, SPY_SHOTY, SPY_RECVX, SPY_RECVY, SPY_SHOTZ, SPY_RECVZ,
-    SPY_PART, SPY_KMTRS, SPY_KMCRD, SPY_COORSCALER, SPY_ELEVSCALER,
-    SPY_ZUNIT, SPY_NTYPE, SPY_NCOMP, SPY_KMVAL, SPY_COUNT
-};
-
-// Keys of the ".inf" side file by m_spy_info index; index 6 has two keys
-// ("Part0=", "Part1="), listed here as "Part0=".
-extern const char* const g_szSpyKeys[SPY_COUNT];
+// Keys of the ".inf" side file by m_spy_info index (SPY_FIELD and the index
+// names are in files/SdsPC.h); index 6 has two keys ("Part0=", "Part1="),
+// listed here as "Part0=".
+extern const char* const g_szSpyKeys[15];
 
 // The system's component letters; code k is position k from 1, 0 for none.
 extern const char g_szComponentLetters[]; // "PQRZXCSTVDELFN"
