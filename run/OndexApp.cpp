@@ -1,0 +1,307 @@
+// The job object and the run driver: reads the job, runs the shots (alone,
+// or as master or worker), merges the per-shot files and prints the end.
+#include "run/OndexApp.h"
+
+#include <cstdio>
+#include <sys/time.h>
+
+#include "base/Output.h"
+#include "cpu/Calc3D_OMP.h"
+#include "engine1d/Calc1D.h"
+#include "engine3d/Calc3D.h"
+#include "run/Merge.h"
+
+COndexApp m_job;
+MPI_Comm MPI_COMM_MT = MPI_COMM_WORLD;
+MPI_Group MPI_GROUP_WORLD = MPI_GROUP_NULL;
+MPI_Group MPI_GROUP_MT = MPI_GROUP_NULL;
+int g_die = 1;
+
+COndexApp::COndexApp()
+    : m_Type(101),
+      m_pCalc3D(nullptr),
+      m_pCalc1D(nullptr),
+      m_nFirstPoint(0),
+      m_nStartPoint(0),
+      m_nLastPoint(0),
+      m_bUseShotId(false),
+      m_bShotsByCoordinates(false),
+      m_bModelUseElevation(false),
+      m_t0(0.0),
+      m_dt(0.0),
+      m_t1(0.0),
+      m_nSmoothModel(2),
+      m_nThreads(0),
+      m_nCPUCount(os::GetCPUCount()),
+      m_fMemAvailable(0.0),
+      m_fMemNeeded(0.0),
+      m_bUseCUDA(false),
+      m_nGPUCount(0),
+      m_nGPUDevice(0),
+      m_nActiveShot(0),
+      m_nNode(0),
+      m_nNodes(0),
+      m_nGroupSize(0),
+      m_nGroupRank(0),
+      m_bBigSeismogram(false),
+      m_bRecovery(false),
+      m_bDebug(false),
+      m_bParanoid(false),
+      m_bMerge(true),
+      m_bMergeTask(false),
+      m_nMemoryLimit(0),
+      m_nHostMemoryGB(0),
+      m_nGpuMemoryGB(0)
+{
+    for (int i = 0; i < 5; ++i)
+        m_fAnisConst[i] = 0.0f;
+}
+
+COndexApp::~COndexApp()
+{
+    delete m_pCalc1D;
+    m_pCalc1D = nullptr;
+    delete m_pCalc3D;
+    m_pCalc3D = nullptr;
+}
+
+CString COndexApp::GetBigSeisFileName()
+{
+    return CString(0, "BigSeis-%d(%d).bin", m_nNode, m_nActiveShot);
+}
+
+int COndexApp::GetSeismogramTraceLen()
+{
+    return (int)((m_t1 - m_t0) / m_dt + 0.5) + 1;
+}
+
+void COndexApp::PrintModelingMethod()
+{
+    const int L = m_pCalc3D ? m_pCalc3D->m_nViscoL : 0;
+    const bool bVisco = L >= 1;
+    const char* psz = nullptr;
+    switch (m_Type)
+    {
+    case 100: psz = "1D VERTICAL INCIDENCE MODELING STARTED\n"; break;
+    case 101: psz = "3D ACOUSTIC MODELING STARTED\n"; break;
+    case 102:
+        psz = bVisco ? "3D VISCOELASTIC MODELING STARTED\n" : "3D ELASTIC MODELING STARTED\n";
+        break;
+    case 103:
+        psz = bVisco ? "3D VISCOELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n"
+                     : "3D ELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n";
+        break;
+    case 104:
+        psz = bVisco ? "3D VISCOELASTIC ANISOTROPIC MODELING STARTED\n"
+                     : "3D ELASTIC ANISOTROPIC MODELING STARTED\n";
+        break;
+    default: break;
+    }
+    u_Line();
+    if (psz)
+        u_CenterPrint("%s", psz);
+    u_Line();
+}
+
+static double wall_seconds()
+{
+    struct timeval tv;
+    gettimeofday(&tv, nullptr);
+    return (double)tv.tv_sec + (double)tv.tv_usec / 1e6;
+}
+
+// The closing lines of a run: success (result 0 only) and elapsed time.
+static void print_closing(int nResult, double tStart)
+{
+    const double dElapsed = wall_seconds() - tStart;
+    char szTime[128];
+    os::SecToString(dElapsed, szTime);
+    if (nResult == 0)
+        u_Success("Simulation finished successfully.\n");
+    u_Print("Elapsed Time: %s (%g seconds).\n", szTime, dElapsed);
+}
+
+int COndexApp::Run1DShot()
+{
+    if (!m_pCalc1D)
+    {
+        u_Error("Error! Computation object not being created.\n");
+        return 1;
+    }
+    const double tStart = wall_seconds();
+    int r = m_pCalc1D->GenerateSignal();
+    if (r != 0)
+        return r;
+    m_Survey.m_bUseShotId = m_bUseShotId;
+    m_Survey.m_bShotsByCoordinates = m_bShotsByCoordinates;
+    // Without a survey file the receivers are the traces of the model file.
+    const char* pszSurvey = m_strGeometry.IsEmpty() ? (const char*)m_strModelPW : (const char*)m_strGeometry;
+    r = m_Survey.LoadSurvey(pszSurvey, false);
+    if (r != 0)
+        return r;
+    r = m_pCalc1D->PrepareSurvey(m_Survey, false);
+    if (r != 0)
+        return r;
+    if (m_pCalc1D->AllocateMemory(false, false) != 0)
+        return -1;
+    r = m_pCalc1D->InitModel();
+    if (r != 0)
+        return r;
+    PrintModelingMethod();
+    r = m_pCalc1D->Calculate();
+    if (r != 0)
+        return r;
+    m_pCalc1D->FreeMemory();
+    print_closing(0, tStart);
+    return 0;
+}
+
+// One process computes all shots of the job in turn.
+static int run_shots_alone(COndexApp& app)
+{
+    CCalc3D* pCalc = app.m_pCalc3D;
+    if (!pCalc)
+    {
+        u_Error("Error! Computation object not being created.\n");
+        return 1;
+    }
+    for (int nShot = app.m_nStartPoint; nShot <= app.m_nLastPoint; ++nShot)
+    {
+        app.m_nActiveShot = nShot;
+        if (!pCalc->IsCalcNeeded(nShot))
+            continue;
+        int r = pCalc->GenerateSignal();
+        if (r != 0)
+            return r;
+        r = pCalc->PrepareSource(nShot, app.m_Survey, false);
+        if (r == -31 || r == -35)
+            continue;   // outside the computation zone, or no active point
+        if (r != 0)
+            return r;
+        r = pCalc->InitDecomposition();
+        if (r != 0)
+            return r;
+        if (pCalc->AllocateMemory(false, false) != 0)
+            return -1;
+        r = pCalc->InitModel();
+        if (r != 0)
+            return r;
+        if (pCalc->AllocateMemorySeismogram() != 0)
+            return -1;
+        r = pCalc->Calculate();
+        if (r != 0)
+            return r;
+        r = pCalc->FreeMemory(true, true, false, false, false);
+        if (r != 0)
+            return r;
+        r = pCalc->SaveResults();
+        if (r != 0)
+            return r;
+        if (app.m_bBigSeismogram)
+            remove((const char*)app.GetBigSeisFileName());
+    }
+    return 0;
+}
+
+// Node 0 joins the per-shot files of every kind. The result is that of the
+// last merge step that ran.
+static int merge_all(COndexApp& app)
+{
+    CCalc3D* pCalc = app.m_pCalc3D;
+    if (!pCalc)
+    {
+        u_Error("Error! Computation object not being created.\n");
+        return 1;
+    }
+    if (!MergeResultsAvailable())
+    {
+        u_Warning("Warning! Merging of per-shot result files is not available in this build yet; "
+                  "the per-shot files are kept as they are.\n");
+        return 0;
+    }
+    const bool bDelete = !app.m_bMergeTask;
+    const int nFirst = app.m_nFirstPoint;
+    const int nLast = app.m_nLastPoint;
+    int nResult = 0;
+    const char szComp[4] = {'X', 'Y', 'Z', 'C'};
+    for (int i = 0; i < 4; ++i)
+    {
+        CString strPerShot = pCalc->GetFileName(0, szComp[i], true, false, 0.0);
+        CString strMerged = pCalc->GetFileName(0, szComp[i], false, true, 0.0);
+        u_Print("Merging component '%c'...\n", szComp[i]);
+        nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+        if (nResult != 0)
+            break;
+    }
+    if (pCalc->m_nTimeField != 0 && pCalc->m_bTimeMerge)
+    {
+        static const char* const kKind[2] = {"max energy", "max divergence"};
+        for (int i = 0; i < 2; ++i)
+        {
+            if (!(pCalc->m_nTimeField & (1 << i)))
+                continue;
+            CString strPerShot = pCalc->GetFileName(2, ' ', true, false, (double)i);
+            CString strMerged = pCalc->GetFileName(2, ' ', false, true, (double)i);
+            u_Print("Merging Time Field...%s\n", kKind[i]);
+            nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+        }
+    }
+    if (pCalc->m_nSnapEvery > 0)
+    {
+        CString strPerShot = pCalc->GetFileName(1, ' ', true, false, 0.0);
+        CString strMerged = pCalc->GetFileName(1, ' ', false, true, 0.0);
+        u_Print("Merging Snapshots...\n");
+        nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+    }
+    return nResult;
+}
+
+int ondex_run(int nFirst, int nLast)
+{
+    COndexApp& app = m_job;
+    u_FaceTitle("3D Modeling");
+    CString strVersion;
+    os::GetAppVersionString(strVersion);
+    u_Print("3D %d-bit Computation Engine %s running on %d-bit Linux%s\n", 64, (const char*)strVersion, 64, "/MPI");
+
+    app.m_nNode = g_nNode;
+    app.m_nNodes = g_nSize;
+    app.m_nFirstPoint = nFirst;
+    app.m_nStartPoint = nFirst;
+    app.m_nLastPoint = nLast;
+
+    if (app.ReadTask("runtask.ini") != 0)
+        return -1;
+    if (app.m_bDebug)
+        PrintSystemDetails();
+
+    const double tStart = wall_seconds();
+    int nResult = 0;
+    if (!app.m_bMergeTask)
+    {
+        if (app.m_Type == 100)
+            return app.Run1DShot();
+        if (app.LoadSurveyGeometry() != 0)
+            return -1;
+        if (g_nSize > 1)
+        {
+            const int r = (g_nNode == 0) ? app.MPI_RunMaster() : app.MPI_RunSlave();
+            if (r != 0)
+                return r;
+        }
+        else
+        {
+            const int r = run_shots_alone(app);
+            if (r != 0)
+                return r;
+        }
+        if (app.m_pCalc3D)
+            app.m_pCalc3D->FreeMemory(true, true, true, true, true);
+        nResult = 0;
+    }
+    if (g_nNode == 0 && (app.m_bMerge || app.m_bMergeTask))
+        nResult = merge_all(app);
+
+    print_closing(nResult, tStart);
+    return nResult;
+}
