@@ -73,7 +73,8 @@ public:
     // into the buffer, followed by ReleaseBuffer.
     char* GetBuffer(unsigned long n);
     // Sets the length after the buffer was written directly; n < capacity.
-    void ReleaseBuffer(unsigned long n);
+    // Without n the length runs up to the first NUL.
+    void ReleaseBuffer(unsigned long n = ~0UL);
 
 private:
     void Grow(unsigned long n);   // capacity for n characters, text kept
