@@ -1,0 +1,190 @@
+// CCalc3D::CalculateShared: the time loop of a shot computed by one process.
+
+#include "engine3d/Calc3D.h"
+
+#include <mpi.h>
+
+#include "base/Output.h"
+#include "files/SdsPC.h"
+#include "run/OndexApp.h"
+
+// Non-blocking look for the boss's terminate message (tag 41). The message
+// is left pending: its owner receives it.
+static bool TerminateRequested()
+{
+    int nInit = 0;
+    MPI_Initialized(&nInit);
+    if (!nInit)
+        return false;
+    int nFlag = 0;
+    MPI_Status status;
+    MPI_Iprobe(0, 41, MPI_COMM_WORLD, &nFlag, &status);
+    return nFlag != 0;
+}
+
+int CCalc3D::CalculateShared()
+{
+    // Guards the step count against a time step that would never end the loop.
+    if (!(m_dt > 0.0))
+    {
+        u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
+        return -101;
+    }
+    const int nSteps = (int)((m_tEnd - m_tStart) / m_dt) + 1;
+    double tRecord = m_pApp->m_t0;
+    Init3DSnapshots();
+
+    const int h = m_nHalo;
+    for (int nStep = 0; nStep < nSteps; nStep++)
+    {
+        // 1. Terminate probe.
+        if (TerminateRequested())
+        {
+            u_Error("Error! Received an urgent terminate request by the boss (Node #0).\n");
+            return -1000;
+        }
+
+        // 2. Computation box: the outer h cells are never computed.
+        const int iz0 = h, iz1 = m_nz - h - 1;
+        int iy0 = h, iy1 = m_ny - h - 1;
+        int ix0 = h, ix1 = m_nx - h - 1;
+        const int nEndY = iy1, nEndX = ix1;
+
+        // 3. Source box: grows one cell per step around the sources, stands
+        //    still at 60 cells during the signal's lead-in before time 0.
+        if (m_nBoxY1 > 0 && m_nBoxX1 > 0)
+        {
+            int d = nStep;
+            if (m_tCur < 0.0 && nStep > 60)
+            {
+                m_nBoxHold = nStep - 60;
+                d = 60;
+            }
+            if (m_tCur >= 0.0 && m_nBoxHold > 0)
+                d -= m_nBoxHold;
+            const int xl = m_nBoxX0 - d, yl = m_nBoxY0 - d;
+            const int xh = m_nBoxX1 + d, yh = m_nBoxY1 + d;
+            if (xl < h && yl < h && xh > nEndX && yh > nEndY)
+            {
+                m_nBoxY0 = m_nBoxX0 = m_nBoxY1 = m_nBoxX1 = 0;
+                m_nBoxHold = 0;
+            }
+            else
+            {
+                ix0 = xl > h ? xl : h;
+                ix1 = xh < nEndX ? xh : nEndX;
+                iy0 = yl > h ? yl : h;
+                iy1 = yh < nEndY ? yh : nEndY;
+            }
+        }
+
+        // 4. Source.
+        if (nStep < m_Signal.m_nLen)
+        {
+            int r = ApplySignal(nStep);
+            if (r != 0)
+            {
+                u_Error("Error! Unable to apply signal in %d simulation step.\n", nStep);
+                return r;
+            }
+        }
+
+        // 5. Scheme, with the S-wave ramp for the elastic methods.
+        const int nType = m_pApp->m_Type;
+        if (nType >= 102 && nType <= 104)
+        {
+            m_fSWave = 1.0f;
+            if (m_bSuppressSV)
+                m_fSWave = SWaveRamp(m_tCur, m_Signal.m_dFreq);
+        }
+        int r = 0;
+        switch (nType)
+        {
+        case 101:
+            r = PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+            r |= PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+            break;
+        case 102:
+            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+            r |= PropagateElaWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+            break;
+        case 103:
+            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+            r |= PropagateOrtWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+            break;
+        case 104:
+            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+            r |= PropagateAniWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+            break;
+        default:
+            // The job reader admits no other code; refuse rather than idle.
+            u_Error("Error! Unknown modeling method (%d) in the time loop.\n", nType);
+            return -200;
+        }
+
+        // 6. Time, also after a failed step.
+        m_tCur += m_dt;
+
+        // 7. Scheme failure.
+        if (r == -150)
+        {
+            u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please decrease dt.\n");
+            return r;
+        }
+        if (r != 0)
+        {
+            u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
+            return r;
+        }
+
+        // 8. Time field, every fifth step from step 0.
+        if (m_nTimeField != 0 && nStep % 5 == 0)
+        {
+            r = PropagateTimeField();
+            if (r != 0)
+            {
+                u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
+                return r;
+            }
+        }
+
+        // 9. Seismogram: at most one sample per step, on the job's own grid.
+        if (m_tCur >= tRecord)
+        {
+            r = RecordSeismogram();
+            if (r != 0)
+            {
+                u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
+                return r;
+            }
+            tRecord += m_pApp->m_dt;
+        }
+
+        // 10. 2D snapshot of every Every-th shot.
+        if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_tCur >= m_tSnapNext)
+        {
+            double rStep = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;
+            CString strSnap = GetFileName(1, ' ', false, false, 0.0);
+            r = AppendVmg2DSnapshot(strSnap, 'X', "ZXYC", rStep, false);
+            m_tSnapNext += m_dSnapDt;
+            if (r != 0)
+                return r;
+        }
+
+        // 11. 3D snapshots decide by themselves whether this step is due.
+        r = Save3DSnapshots();
+        if (r != 0)
+            return r;
+
+        // 12. Progress.
+        float s = (float)(nStep + 1);
+        float p = s / (float)nSteps;
+        int nPercent = (int)(100.0f * p);
+        int n = m_pApp->m_nLastPoint - m_pApp->m_nFirstPoint + 1;
+        if (n < 1)
+            n = 1;   // an unset shot range must not divide by zero
+        int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + p / (float)n) * 100.0f);
+        u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
+    }
+    return 0;
+}
