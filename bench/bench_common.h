@@ -1,0 +1,28 @@
+// Machine figures that every benchmark prints beside its own throughput, so
+// that a result can be read against what the hardware allows.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace bench {
+
+double Now();  // wall clock, seconds
+
+// Sustained memory bandwidth of a STREAM-like triad a = b + s*c over arrays
+// far larger than the caches, in GB/s (bytes moved: 3 arrays of doubles, plus
+// the write-allocate read of a).
+double MeasureTriadGBs(int nThreads, size_t nDoubles = 32u << 20);
+
+// Sequential read speed of the disk under the given directory, in MB/s. The
+// test file is flushed and dropped from the page cache before it is read, so
+// this is the cold-read figure as far as the kernel allows.
+double MeasureDiskReadMBs(const std::string& dir, size_t nBytes = 512u << 20);
+
+// Flushes a file and asks the kernel to drop its pages, so the next read
+// comes from the disk.
+void DropFromCache(const std::string& path);
+
+int64_t FileSize(const std::string& path);
+
+}  // namespace bench

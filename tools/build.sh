@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Configures and builds Ondex into build/ (CUDA is picked up when nvcc exists).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+JOBS=${JOBS:-$(nproc)}
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
+cmake --build build -j"$JOBS"
