@@ -100,7 +100,7 @@ bool CSdsPC::OnAddToVMG_SNAP(const char* szFile, C3DSizeN& size, CCubeR& cube, c
     h.nComponents = nComp;
     h.nAxes = 3;
     if (szComponents)
-        strncpy(h.szComponents, szComponents, sizeof(h.szComponents));
+        memcpy(h.szComponents, szComponents, strnlen(szComponents, sizeof(h.szComponents)));
     memcpy(h.szAxes, "XZTY", 4);
     strncpy(h.szKind, "Snap", sizeof(h.szKind));
 
