@@ -228,6 +228,19 @@ public:
 private:
     D m_d;
 };
+
+// Without a deleter the owner deletes the object; a stream, though, comes
+// from fopen and must be closed, never deleted.
+template <class T>
+inline void shared_ptr1_default_destroy(T* p)
+{
+    delete p;
+}
+inline void shared_ptr1_default_destroy(_IO_FILE* p)
+{
+    if (p)
+        fclose(p);
+}
 } // namespace details
 
 // Closes the stream if it is not null.
@@ -301,7 +314,7 @@ public:
             delete pDeleter;
         }
         else
-            delete p;
+            details::shared_ptr1_default_destroy(p);
     }
 
     T* get() const { return m_p; }
