@@ -1,4 +1,5 @@
 // COndexApp::ReadTask: the job file into the job object.
+#include <cstring>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
@@ -86,7 +87,9 @@ TEST_F(ReadTask, TaskType)
         job.replace(job.find("taskType = modeling\n"), 20, c.line);
         EXPECT_EQ(Read(job), c.result);
         if (c.result == 0)
+        {
             EXPECT_EQ(m_app->m_bMergeTask, c.merge);
+        }
         else
         {
             EXPECT_TRUE(LogHas(std::string("Incorrect 'runtask.ini' file (taskType '") + c.shown +
@@ -453,7 +456,9 @@ TEST_F(ReadTask, RecoveryDat)
         EXPECT_EQ(m_app->m_nStartPoint, c.expected);
         EXPECT_EQ(LogHas("RECOVER: Continue from shot #"), c.message);
         if (c.message)
+        {
             EXPECT_TRUE(LogHas("RECOVER: Continue from shot #" + std::to_string(c.expected) + "\n"));
+        }
     }
 }
 

@@ -105,9 +105,13 @@ TEST_F(TaskFile, LookupRules)
         strcpy(buf, "untouched");
         EXPECT_EQ(get_parameter_string(lines, c.section, c.key, buf, sizeof(buf)), c.result);
         if (c.result == 0)
+        {
             EXPECT_EQ(std::string(buf), c.value);
+        }
         else
+        {
             EXPECT_STREQ(buf, "untouched");
+        }
         EXPECT_EQ(lines.size(), c.linesAfter);
     }
 }
