@@ -1,0 +1,386 @@
+// Activating a shot of a text survey: receivers and excitement points by
+// position and by id, tensors in fault slip mode, ids per receiver, the
+// observation zone, and the refusals.
+#include <string>
+
+#include "SurveyTestUtil.h"
+
+namespace
+{
+using ActiveShot = SurveyTest;
+
+void ExpectPoint(const C3DPointR& p, double x, double y, double z)
+{
+    EXPECT_DOUBLE_EQ(p.x, x);
+    EXPECT_DOUBLE_EQ(p.y, y);
+    EXPECT_DOUBLE_EQ(p.z, z);
+}
+
+void ExpectZone(const CCubeR& c, double x0, double y0, double z0, double x1, double y1, double z1)
+{
+    EXPECT_DOUBLE_EQ(c.x0, x0);
+    EXPECT_DOUBLE_EQ(c.y0, y0);
+    EXPECT_DOUBLE_EQ(c.z0, z0);
+    EXPECT_DOUBLE_EQ(c.x1, x1);
+    EXPECT_DOUBLE_EQ(c.y1, y1);
+    EXPECT_DOUBLE_EQ(c.z1, z1);
+}
+
+void ExpectTensor(const CShotTauK& t, float a, float b, float c, float d, float e, float f)
+{
+    EXPECT_FLOAT_EQ(t.K11, a);
+    EXPECT_FLOAT_EQ(t.K22, b);
+    EXPECT_FLOAT_EQ(t.K33, c);
+    EXPECT_FLOAT_EQ(t.K12, d);
+    EXPECT_FLOAT_EQ(t.K13, e);
+    EXPECT_FLOAT_EQ(t.K23, f);
+}
+
+TEST_F(ActiveShot, NothingActiveBeforeTheFirstCall)
+{
+    CSurvey3D s;
+    C3DPointR p = s.GetActiveShotPt();
+    EXPECT_EQ(p.x, -9999.25);
+    EXPECT_EQ(p.y, -9999.25);
+    EXPECT_EQ(p.z, -9999.25);
+    EXPECT_TRUE(s.GetObsZone().IsEmpty());
+    EXPECT_EQ(s.GetRcvInline(0), 0);
+    EXPECT_EQ(s.GetRcvCrossline(0), 0);
+    EXPECT_EQ(s.GetRcvTraceId(0), -1);
+    EXPECT_EQ(s.GetRcvFileId(0), -1);
+}
+
+TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
+{
+    std::string path = WriteFile("pos.txt",
+                                 "100 0 5  10 0 1 1 2\n"
+                                 "100 0 5  20 4 2 1 3\n"
+                                 "200 0 5  10 0 1 2 2\n"
+                                 "100 0 5  10 0 1 1 2\n"       // repeated receiver: kept
+                                 "100.0004 0 5 30 0 3 1 4\n");  // within MIN_DIST of the shot
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(ActivateQuiet(s, 1), 0);
+    EXPECT_EQ(s.m_nActiveShotId, 1);
+    EXPECT_EQ(s.m_nActiveShotIndex, 0);
+    ExpectPoint(s.GetActiveShotPt(), 100, 0, 5);
+
+    ASSERT_EQ(s.m_vReceivers.size(), 4u);
+    ExpectPoint(s.m_vReceivers[0], 10, 0, 1);
+    ExpectPoint(s.m_vReceivers[1], 20, 4, 2);
+    ExpectPoint(s.m_vReceivers[2], 10, 0, 1);
+    ExpectPoint(s.m_vReceivers[3], 30, 0, 3);
+    const int xl[] = {2, 3, 2, 4};
+    for (int i = 0; i < 4; i++)
+    {
+        EXPECT_EQ(s.GetRcvInline(i), 1);
+        EXPECT_EQ(s.GetRcvCrossline(i), xl[i]);
+        EXPECT_EQ(s.GetRcvTraceId(i), -1);
+        EXPECT_EQ(s.GetRcvFileId(i), -1);
+    }
+    EXPECT_EQ(s.GetRcvInline(4), 0);
+    EXPECT_EQ(s.GetRcvCrossline(-1), 0);
+    EXPECT_TRUE(s.m_vTraceId.empty());
+    EXPECT_TRUE(s.m_vFileId.empty());
+
+    // One excitement point, the shot itself; the zone starts as the shot on
+    // the surface (Z = 0) and grows with the receivers only.
+    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
+    ExpectPoint(s.m_vExcitePoints[0], 100, 0, 5);
+    EXPECT_TRUE(s.m_vTauK.empty());
+    ExpectZone(s.GetObsZone(), 10, 0, 0, 100, 4, 3);
+
+    // The next shot replaces everything.
+    ASSERT_EQ(ActivateQuiet(s, 2), 0);
+    ASSERT_EQ(s.m_vReceivers.size(), 1u);
+    EXPECT_EQ(s.GetRcvInline(0), 2);
+    ExpectZone(s.GetObsZone(), 10, 0, 0, 200, 0, 1);
+}
+
+TEST_F(ActiveShot, OrdinalOutsideTheSurveyStopsTheJob)
+{
+    std::string path = WriteFile("pos.txt", "0 0 0 1 0 0\n5 0 0 1 0 0\n");
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    for (int nShot : {0, 3, 1000})
+    {
+        std::string out;
+        EXPECT_EQ(ActivateQuiet(s, nShot, &out), 1);
+        EXPECT_TRUE(Contains(out, "Error! Incorrect shot point #" + std::to_string(nShot) +
+                                      " specified. Shot points in range 1..2.\n"))
+            << out;
+        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+    }
+}
+
+TEST_F(ActiveShot, ExtendedSourceByIdHasAllItsExcitementPoints)
+{
+    std::string path = WriteFile("ids.txt",
+                                 "0 0 10   0 0 0  1 1 7\n"
+                                 "50 0 10  0 0 0  1 1 7\n"      // second point; repeated receiver
+                                 "0 0 10   5 0 0  1 2 7\n"
+                                 "500 0 10 0 0 0  2 1 3\n"
+                                 "50 0 10  5 0 0  1 2 7\n"      // repeated receiver
+                                 "0.0002 0 10 8 0 0 1 3 7\n");  // near the first point: no new point
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+
+    ASSERT_EQ(ActivateQuiet(s, 7), 0);
+    EXPECT_EQ(s.m_nActiveShotId, 7);
+    EXPECT_EQ(s.m_nActiveShotIndex, 0);
+    ASSERT_EQ(s.m_vExcitePoints.size(), 2u);
+    ExpectPoint(s.m_vExcitePoints[0], 0, 0, 10);
+    ExpectPoint(s.m_vExcitePoints[1], 50, 0, 10);
+    ASSERT_EQ(s.m_vReceivers.size(), 3u);   // each receiver once
+    ExpectPoint(s.m_vReceivers[0], 0, 0, 0);
+    ExpectPoint(s.m_vReceivers[1], 5, 0, 0);
+    ExpectPoint(s.m_vReceivers[2], 8, 0, 0);
+    EXPECT_EQ(s.GetRcvCrossline(2), 3);
+    // The zone holds the excitement points too.
+    ExpectZone(s.GetObsZone(), 0, 0, 0, 50, 0, 10);
+
+    ASSERT_EQ(ActivateQuiet(s, 3), 0);
+    EXPECT_EQ(s.m_nActiveShotIndex, 1);
+    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
+    ExpectPoint(s.m_vExcitePoints[0], 500, 0, 10);
+    ASSERT_EQ(s.m_vReceivers.size(), 1u);
+    ExpectZone(s.GetObsZone(), 0, 0, 0, 500, 0, 10);
+}
+
+TEST_F(ActiveShot, UnknownIdIsSkippedAndListsTheIdsOnce)
+{
+    std::string path = WriteFile("ids.txt", "0 0 0 1 0 0 0 0 7\n9 0 0 1 0 0 0 0 3\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+
+    std::string out;
+    EXPECT_EQ(ActivateQuiet(s, 5, &out), -35);
+    EXPECT_TRUE(Contains(out, "Warning! Incorrect shot point #5 specified. No such shot point in file '" + path +
+                                  "'.\n"))
+        << out;
+    EXPECT_TRUE(Contains(out, "List of registeres shot points: 7, 3\n")) << out;
+    EXPECT_TRUE(Contains(out, "Shot point skipped.\n"));
+
+    EXPECT_EQ(ActivateQuiet(s, 1, &out), -35);   // ordinal 1 is no id here
+    EXPECT_TRUE(Contains(out, "Warning! Incorrect shot point #1 specified."));
+    EXPECT_FALSE(Contains(out, "List of registeres shot points")) << out;
+    EXPECT_TRUE(Contains(out, "Shot point skipped.\n"));
+}
+
+TEST_F(ActiveShot, IdsAskedForButAbsentFallBackToOrdinals)
+{
+    std::string path = WriteFile("mixed.txt",
+                                 "0 0 0   1 0 0 0 0 5\n"
+                                 "100 0 0 1 0 0\n"
+                                 "200 0 0 1 0 0 0 0 6\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_TRUE(s.m_vShotIds.empty());
+    std::string out;
+    ASSERT_EQ(ActivateQuiet(s, 2, &out), 0);
+    EXPECT_TRUE(Contains(out, "Warning! ShotId information is not present in the survey file. Use ordinal shot "
+                              "numbers from 1 to 3.\n"))
+        << out;
+    EXPECT_EQ(s.m_nActiveShotIndex, 1);
+    ExpectPoint(s.GetActiveShotPt(), 100, 0, 0);
+    EXPECT_EQ(ActivateQuiet(s, 4, &out), 1);
+    EXPECT_TRUE(Contains(out, "Shot points in range 1..3."));
+}
+
+TEST_F(ActiveShot, RowsWithoutIdJoinByPositionAndOtherIdsStayApart)
+{
+    // Ids 4 and 5 share a position; the last row has no id.
+    std::string path = WriteFile("share.txt",
+                                 "0 0 0 1 0 0 0 0 4\n"
+                                 "0 0 0 2 0 0 0 0 5\n"
+                                 "0 0 0 3 0 0\n");
+    {
+        CSurvey3D s;
+        s.m_bUseShotId = true;
+        ASSERT_EQ(LoadQuiet(s, path, false), 0);
+        ASSERT_EQ(s.m_vShotIds.size(), 2u);
+        ASSERT_EQ(ActivateQuiet(s, 4), 0);
+        ASSERT_EQ(s.m_vReceivers.size(), 2u);
+        EXPECT_DOUBLE_EQ(s.m_vReceivers[0].x, 1);
+        EXPECT_DOUBLE_EQ(s.m_vReceivers[1].x, 3);
+        ASSERT_EQ(ActivateQuiet(s, 5), 0);
+        ASSERT_EQ(s.m_vReceivers.size(), 2u);
+        EXPECT_DOUBLE_EQ(s.m_vReceivers[0].x, 2);
+        EXPECT_DOUBLE_EQ(s.m_vReceivers[1].x, 3);
+    }
+    {
+        // Numbered by ordinals, both shots take every row of the position.
+        CSurvey3D s;
+        ASSERT_EQ(LoadQuiet(s, path, false), 0);
+        ASSERT_EQ(s.m_vShotPoints.size(), 2u);
+        for (int nShot : {1, 2})
+        {
+            ASSERT_EQ(ActivateQuiet(s, nShot), 0);
+            EXPECT_EQ(s.m_vReceivers.size(), 3u);
+        }
+    }
+}
+
+TEST_F(ActiveShot, WholeSurveyGivesEveryReceiverOnce)
+{
+    std::string path = WriteFile("all.txt",
+                                 "0 0 0   1 0 0 7 1\n"
+                                 "100 0 0 1 0 0 7 1\n"
+                                 "100 0 0 2 0 3 8 2\n");
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(ActivateQuiet(s, -1), 0);
+    EXPECT_EQ(s.m_nActiveShotId, -1);
+    EXPECT_EQ(s.m_nActiveShotIndex, 0);
+    ASSERT_EQ(s.m_vReceivers.size(), 2u);
+    EXPECT_EQ(s.GetRcvInline(0), 7);
+    EXPECT_EQ(s.GetRcvInline(1), 8);
+    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
+    ExpectPoint(s.m_vExcitePoints[0], 0, 0, 0);
+    // No shot, so no flat box at a shot: the zone is the receivers' box.
+    ExpectZone(s.GetObsZone(), 1, 0, 0, 2, 0, 3);
+}
+
+TEST_F(ActiveShot, IdsCountOnlyWhenEveryReceiverHasOne)
+{
+    std::string path = WriteFile("tid.txt",
+                                 "0 0 0 1 0 0 0 0 -1 0 0 0 0 0 0 11 21\n"
+                                 "0 0 0 2 0 0 0 0 -1 0 0 0 0 0 0 -1 22\n"
+                                 "0 0 0 3 0 0 0 0 -1 0 0 0 0 0 0 13 23\n");
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(ActivateQuiet(s, 1), 0);
+    ASSERT_EQ(s.m_vReceivers.size(), 3u);
+    EXPECT_TRUE(s.m_vTraceId.empty());
+    EXPECT_EQ(s.GetRcvTraceId(0), -1);
+    ASSERT_EQ(s.m_vFileId.size(), 3u);
+    EXPECT_EQ(s.GetRcvFileId(0), 21);
+    EXPECT_EQ(s.GetRcvFileId(1), 22);
+    EXPECT_EQ(s.GetRcvFileId(2), 23);
+    EXPECT_EQ(s.GetRcvFileId(3), -1);
+}
+
+// Fault slip: which tensors a shot ends with, or the refusal naming both counts.
+struct TensorCase
+{
+    const char* name;
+    const char* body;
+    bool bUseShotId;
+    int nShot;
+    int nResult;
+    const char* message;   // expected part of the output, or null
+    int nTensors;
+};
+
+const TensorCase kTensorCases[] = {
+    {"some points without tensor",
+     "0 0 10  0 0 0 0 0 7 1 1 1 0 0 0\n"
+     "50 0 10 0 0 0 0 0 7\n"
+     "0 0 10  5 0 0 0 0 7 2 2 2 0 0 0\n",   // a tensor on a known point adds nothing
+     true, 7, 1, "Error! Moment tensor specified for 1 of 2 excitement points of shot point #7 (0,0,10) in file '",
+     1},
+    {"zero tensor is no tensor",
+     "0 0 10  0 0 0 0 0 7 1 2 3 4 5 6\n"
+     "50 0 10 0 0 0 0 0 7 0 0 0 0 0 0\n",
+     true, 7, 1, "Moment tensor specified for 1 of 2 excitement points", 1},
+    {"a shot by position without tensor", "0 0 10 0 0 0\n0 0 10 1 0 0\n", false, 1, 1,
+     "Error! Moment tensor specified for 0 of 1 excitement points of shot point #1 (0,0,10) in file '", 0},
+    {"every point with its tensor",
+     "0 0 10  0 0 0 0 0 7 1 2 3 4 5 6\n"
+     "50 0 10 0 0 0 0 0 7 -1 -2 -3 -4 -5 -6\n",
+     true, 7, 0, nullptr, 2},
+    {"a shot by position takes the first tensor",
+     "0 0 10 0 0 0\n"
+     "0 0 10 5 0 0 0 0 -1 9 8 7 6 5 4\n"
+     "0 0 10 6 0 0 0 0 -1 1 1 1 1 1 1\n",
+     false, 1, 0, nullptr, 1},
+};
+
+class FaultSlip : public SurveyTest, public ::testing::WithParamInterface<TensorCase>
+{
+};
+
+TEST_P(FaultSlip, TensorPerExcitementPoint)
+{
+    const TensorCase& c = GetParam();
+    std::string path = WriteFile("slip.txt", c.body);
+    CSurvey3D s;
+    s.m_bUseShotId = c.bUseShotId;
+    ASSERT_EQ(LoadQuiet(s, path, true), 0);
+    std::string out;
+    ASSERT_EQ(ActivateQuiet(s, c.nShot, &out), c.nResult) << out;
+    if (c.message)
+    {
+        EXPECT_TRUE(Contains(out, c.message)) << out;
+        EXPECT_TRUE(Contains(out, path + "'.\n")) << out;
+        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+    }
+    EXPECT_EQ((int)s.m_vTauK.size(), c.nTensors);
+}
+
+std::string TensorCaseName(const ::testing::TestParamInfo<TensorCase>& info)
+{
+    std::string name;
+    for (const char* p = info.param.name; *p; p++)
+        name += isalnum((unsigned char)*p) ? *p : '_';
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Survey, FaultSlip, ::testing::ValuesIn(kTensorCases), TensorCaseName);
+
+TEST_F(ActiveShot, TensorValuesFollowTheirPoints)
+{
+    std::string path = WriteFile("slip.txt",
+                                 "0 0 10  0 0 0 0 0 7 1 2 3 4 5 6\n"
+                                 "50 0 10 0 0 0 0 0 7 -1 -2 -3 -4 -5 -6\n"
+                                 "9 9 9   0 0 0 0 0 8 5 5 5 5 5 5\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, true), 0);
+    ASSERT_EQ(ActivateQuiet(s, 7), 0);
+    ASSERT_EQ(s.m_vTauK.size(), 2u);
+    ExpectTensor(s.m_vTauK[0], 1, 2, 3, 4, 5, 6);
+    ExpectTensor(s.m_vTauK[1], -1, -2, -3, -4, -5, -6);
+
+    std::string pos = WriteFile("slip_pos.txt",
+                                "0 0 10 0 0 0\n"
+                                "0 0 10 5 0 0 0 0 -1 9 8 7 6 5 4\n"
+                                "0 0 10 6 0 0 0 0 -1 1 1 1 1 1 1\n");
+    s.m_bUseShotId = false;
+    ASSERT_EQ(LoadQuiet(s, pos, true), 0);
+    ASSERT_EQ(ActivateQuiet(s, 1), 0);
+    ASSERT_EQ(s.m_vTauK.size(), 1u);
+    ExpectTensor(s.m_vTauK[0], 9, 8, 7, 6, 5, 4);
+    EXPECT_EQ(s.m_vReceivers.size(), 3u);
+}
+
+TEST_F(ActiveShot, TensorsAreIgnoredOutsideFaultSlip)
+{
+    std::string path = WriteFile("slip.txt", "0 0 10 0 0 0 0 0 7 1 2 3 4 5 6\n50 0 10 0 0 0 0 0 7\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(ActivateQuiet(s, 7), 0);
+    EXPECT_TRUE(s.m_vTauK.empty());
+    EXPECT_EQ(s.m_vExcitePoints.size(), 2u);
+}
+
+TEST_F(ActiveShot, FileChangedOrGoneAfterLoading)
+{
+    std::string path = WriteFile("pos.txt", "0 0 0 1 0 0\n100 0 0 1 0 0\n");
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    WriteFile("pos.txt", "0 0 0 1 0 0\n");
+    std::string out;
+    EXPECT_EQ(ActivateQuiet(s, 2, &out), 1);
+    EXPECT_TRUE(Contains(out, "Error! No receivers corresponds to source point #2 (100,0,0).\n")) << out;
+    EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+
+    unlink(path.c_str());
+    EXPECT_EQ(ActivateQuiet(s, 1, &out), 1);
+    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + path + ".\n")) << out;
+}
+}  // namespace

@@ -1,0 +1,257 @@
+// Loading a text survey: how rows become shots (by id, by position, by
+// coordinates), shot numbering, and every refusal with its message.
+#include <string>
+
+#include "SurveyTestUtil.h"
+
+namespace
+{
+using TextSurvey = SurveyTest;
+
+void ExpectPoint(const C3DPointR& p, double x, double y, double z)
+{
+    EXPECT_DOUBLE_EQ(p.x, x);
+    EXPECT_DOUBLE_EQ(p.y, y);
+    EXPECT_DOUBLE_EQ(p.z, z);
+}
+
+TEST_F(TextSurvey, MissingPathNamesTheJobFileKey)
+{
+    CSurvey3D s;
+    for (const char* path : {(const char*)nullptr, ""})
+    {
+        StartCapture();
+        int rc = s.LoadSurvey(path, false);
+        std::string out = StopCapture();
+        EXPECT_EQ(rc, 1);
+        EXPECT_TRUE(Contains(out, "Error! Survey acquisition geometry file has not been provided.\n")) << out;
+        EXPECT_TRUE(Contains(out, "Please specify survey acquisition geometry file in '[Survey]/Geometry' section "
+                                  "in 'runtask.ini'.\n"));
+        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+    }
+}
+
+TEST_F(TextSurvey, UnreadableFileIsReportedWithItsName)
+{
+    CSurvey3D s;
+    std::string path = m_dir + "/absent.txt";
+    std::string out;
+    EXPECT_EQ(LoadQuiet(s, path, false, &out), 1);
+    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + path +
+                                  ".\nPlease make sure the file exists and you have permissions to read it.\n"))
+        << out;
+    EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+    EXPECT_TRUE(s.m_vShotPoints.empty());
+}
+
+TEST_F(TextSurvey, FilesWithoutUsableRowsHaveNoSourcePoints)
+{
+    const char* bodies[] = {
+        "",
+        "; survey of comments only\n# nothing else\n",
+        "1 2 3 4 5\n10 20 30 40 50\n",   // rows of five numbers are skipped silently
+        "; header\nSX SY SZ RX RY RZ\n1,2,3,4,5,6\n",
+    };
+    for (const char* body : bodies)
+    {
+        CSurvey3D s;
+        std::string path = WriteFile("bad.txt", body);
+        std::string out;
+        EXPECT_EQ(LoadQuiet(s, path, false, &out), 1) << body;
+        EXPECT_TRUE(Contains(out, "Error! No source points in the survey acquisition geometry file " + path +
+                                      ".\nPlease make sure it is properly formatted file.\n"))
+            << out;
+        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+        EXPECT_TRUE(s.m_vShotPoints.empty());
+    }
+}
+
+TEST_F(TextSurvey, ShotsByPositionInOrderOfFirstAppearance)
+{
+    std::string path = WriteFile("pos.txt",
+                                 "; sx sy sz rx ry rz\n"
+                                 "100 0 5  0 0 0\n"
+                                 "100 0 5  10 0 0\n"
+                                 "1 2 3 4 5\n"            // short: skipped
+                                 "200 0 5  0 0 0\n"
+                                 "100 0 5  20 0 0\n"      // first shot again
+                                 "100.0005 0 5 30 0 0\n"  // within MIN_DIST of the first
+                                 "300 0 5  0 0 0\n");
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(s.m_vShotPoints.size(), 3u);
+    ExpectPoint(s.m_vShotPoints[0], 100, 0, 5);
+    ExpectPoint(s.m_vShotPoints[1], 200, 0, 5);
+    ExpectPoint(s.m_vShotPoints[2], 300, 0, 5);
+    EXPECT_TRUE(s.m_vShotIds.empty());
+    EXPECT_EQ(s.GetMinShot(), 1);
+    EXPECT_EQ(s.GetMaxShot(), 3);
+    EXPECT_EQ(std::string((const char*)s.m_strFileName), path);
+    EXPECT_FALSE(s.m_bSgySurvey);
+}
+
+TEST_F(TextSurvey, ExtendedSourceIsOneShotPerId)
+{
+    // Shot 7 has two excitement points, shot 3 one; shot 7 sits at its first row.
+    std::string path = WriteFile("ids.txt",
+                                 "0 0 10   0 0 0  1 1 7\n"
+                                 "50 0 10  0 0 0  1 1 7\n"
+                                 "0 0 10   5 0 0  1 2 7\n"
+                                 "500 0 10 0 0 0  2 1 3\n"
+                                 "50 0 10  5 0 0  1 2 7\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(s.m_vShotPoints.size(), 2u);
+    ExpectPoint(s.m_vShotPoints[0], 0, 0, 10);
+    ExpectPoint(s.m_vShotPoints[1], 500, 0, 10);
+    ASSERT_EQ(s.m_vShotIds.size(), 2u);
+    EXPECT_EQ(s.m_vShotIds[0], 7);
+    EXPECT_EQ(s.m_vShotIds[1], 3);
+    EXPECT_EQ(s.GetMinShot(), 3);
+    EXPECT_EQ(s.GetMaxShot(), 7);
+
+    // The same survey numbered by ordinals when ids are not asked for.
+    s.m_bUseShotId = false;
+    EXPECT_EQ(s.GetMinShot(), 1);
+    EXPECT_EQ(s.GetMaxShot(), 2);
+}
+
+TEST_F(TextSurvey, TwoIdsAtOnePositionAreTwoShotsUnlessByCoordinates)
+{
+    std::string path = WriteFile("two_ids.txt",
+                                 "10 10 0 0 0 0 0 0 1\n"
+                                 "10 10 0 5 0 0 0 0 2\n"
+                                 "10 10 0 9 0 0 0 0 2\n");
+    {
+        CSurvey3D s;
+        s.m_bUseShotId = true;
+        ASSERT_EQ(LoadQuiet(s, path, false), 0);
+        EXPECT_EQ(s.m_vShotPoints.size(), 2u);
+        ASSERT_EQ(s.m_vShotIds.size(), 2u);
+        EXPECT_EQ(s.m_vShotIds[0], 1);
+        EXPECT_EQ(s.m_vShotIds[1], 2);
+    }
+    {
+        CSurvey3D s;
+        s.m_bShotsByCoordinates = true;
+        ASSERT_EQ(LoadQuiet(s, path, false), 0);
+        ASSERT_EQ(s.m_vShotPoints.size(), 1u);
+        ASSERT_EQ(s.m_vShotIds.size(), 1u);
+        EXPECT_EQ(s.m_vShotIds[0], 1);   // the id of the position's first row
+        EXPECT_EQ(s.GetMinShot(), 1);
+        EXPECT_EQ(s.GetMaxShot(), 1);
+    }
+}
+
+TEST_F(TextSurvey, MixedIdsAreDroppedWithAWarning)
+{
+    std::string path = WriteFile("mixed.txt",
+                                 "0 0 0   1 0 0 0 0 5\n"
+                                 "100 0 0 1 0 0\n"        // no id: told by position
+                                 "200 0 0 1 0 0 0 0 6\n"  // by position now: the id counts differ
+                                 "0 0 0   2 0 0 0 0 5\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    std::string out;
+    ASSERT_EQ(LoadQuiet(s, path, false, &out), 0);
+    EXPECT_TRUE(Contains(out, "Inconsistent shot point id in survey geometry file '" + path +
+                                  "'. Shot point IDs will be ignored.\n"))
+        << out;
+    EXPECT_TRUE(s.m_vShotIds.empty());
+    ASSERT_EQ(s.m_vShotPoints.size(), 3u);
+    ExpectPoint(s.m_vShotPoints[2], 200, 0, 0);
+    // Numbering falls back to ordinals.
+    EXPECT_EQ(s.GetMinShot(), 1);
+    EXPECT_EQ(s.GetMaxShot(), 3);
+}
+
+TEST_F(TextSurvey, NegativeIdsAreNoIds)
+{
+    std::string path = WriteFile("neg.txt",
+                                 "0 0 0 1 0 0 0 0 -1\n"
+                                 "5 0 0 1 0 0 0 0 -7\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    std::string out;
+    ASSERT_EQ(LoadQuiet(s, path, false, &out), 0);
+    EXPECT_FALSE(Contains(out, "Inconsistent")) << out;
+    EXPECT_TRUE(s.m_vShotIds.empty());
+    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
+}
+
+TEST_F(TextSurvey, MinDistDecidesWhetherNearPositionsAreOneShot)
+{
+    // dx = 0.5 gives MIN_DIST 0.001: two shots; dx = 1 gives MIN_DIST 1: one.
+    std::string path = WriteFile("near.txt",
+                                 "10.0 0 0 1 0 0\n"
+                                 "10.5 0 0 1 0 0\n");
+    CSurvey3D s;
+    CSurvey3D::MIN_DIST = 0.001;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
+    CSurvey3D::MIN_DIST = 1.0;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    EXPECT_EQ(s.m_vShotPoints.size(), 1u);
+    // Closeness is strict and per coordinate: exactly MIN_DIST apart is apart.
+    std::string path2 = WriteFile("edge.txt",
+                                  "10 0 0 1 0 0\n"
+                                  "11 0 0 1 0 0\n"
+                                  "10 0.9 0.9 1 0 0\n");
+    ASSERT_EQ(LoadQuiet(s, path2, false), 0);
+    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
+}
+
+TEST_F(TextSurvey, OverlongRowIsReadInPieces)
+{
+    // Rows are read 299 characters at a time: the tail of a longer row comes
+    // back as a row of its own.
+    std::string row = "1 0 0 0 0 0" + std::string(300, ' ') + "2 0 0 0 0 0\n";
+    std::string path = WriteFile("long.txt", row);
+    CSurvey3D s;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(s.m_vShotPoints.size(), 2u);
+    ExpectPoint(s.m_vShotPoints[1], 2, 0, 0);
+}
+
+TEST_F(TextSurvey, ReloadClearsButKeepsTheNumberingSettings)
+{
+    std::string a = WriteFile("a.txt", "0 0 0 1 0 0 0 0 4\n9 0 0 1 0 0 0 0 8\n");
+    std::string b = WriteFile("b.txt", "; nothing\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, a, false), 0);
+    ASSERT_EQ(ActivateQuiet(s, 8), 0);
+    EXPECT_EQ(s.GetMaxShot(), 8);
+    EXPECT_EQ(s.m_vReceivers.size(), 1u);
+
+    EXPECT_EQ(LoadQuiet(s, b, true), 1);
+    EXPECT_TRUE(s.m_bFaultSlip);   // stored before the file is read
+    EXPECT_TRUE(s.m_vShotPoints.empty());
+    EXPECT_TRUE(s.m_vShotIds.empty());
+    EXPECT_TRUE(s.m_vReceivers.empty());
+    EXPECT_TRUE(s.m_vExcitePoints.empty());
+    EXPECT_EQ(s.m_nActiveShotId, -1);
+    EXPECT_TRUE(s.m_bUseShotId);
+
+    s.Clear();
+    EXPECT_FALSE(s.m_bFaultSlip);
+    EXPECT_TRUE(s.m_bUseShotId);
+    EXPECT_EQ(s.m_nActiveShotIndex, 0);
+
+    // A failed load leaves the object fit for the next one.
+    ASSERT_EQ(LoadQuiet(s, a, false), 0);
+    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
+}
+
+TEST_F(TextSurvey, ShotIdsNeverNumberBelowOne)
+{
+    std::string path = WriteFile("zero.txt", "0 0 0 1 0 0 0 0 0\n5 0 0 1 0 0 0 0 2\n");
+    CSurvey3D s;
+    s.m_bUseShotId = true;
+    ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    ASSERT_EQ(s.m_vShotIds.size(), 2u);
+    EXPECT_EQ(s.GetMinShot(), 1);
+    EXPECT_EQ(s.GetMaxShot(), 2);
+}
+}  // namespace
