@@ -1,0 +1,89 @@
+#pragma once
+// A CCalc3D whose wave-field operations only record that they were called,
+// with the box and the loop state they saw, so that the time loop can be
+// checked without any scheme.
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "engine3d/Calc3D.h"
+#include "run/OndexApp.h"
+
+struct FakeCall
+{
+    std::string strName;
+    int nStep;            // the loop step, counted by the fake from the ApplySignal/velocity calls
+    int iz0, iy0, ix0, iz1, iy1, ix1;
+    double tCur;          // m_tCur when called
+    float fSWave;         // m_fSWave when called
+};
+
+class CFakeEngine : public CCalc3D
+{
+public:
+    explicit CFakeEngine(COndexApp& app) : CCalc3D(app) {}
+
+    std::vector<FakeCall> m_vCalls;
+    int m_nStepSeen = -1;        // advanced by each velocity update: one per step
+    int m_nFailStep = -1;        // the step whose stress update fails
+    int m_nFailCode = 0;         // its result
+    int m_nApplyFail = 0;        // ApplySignal result
+    int m_nRecordFail = 0;       // RecordSeismogram result
+    int m_nLoadModel = 0;        // LoadModel result
+    int m_nNaNStep = -1;         // the velocity update of this step leaves a NaN
+    float m_fField = 0.0f;       // the one cell of the fake's field
+
+    void Log(const char* pszName, int iz0 = 0, int iy0 = 0, int ix0 = 0, int iz1 = 0, int iy1 = 0, int ix1 = 0)
+    {
+        m_vCalls.push_back({pszName, m_nStepSeen, iz0, iy0, ix0, iz1, iy1, ix1, m_tCur, m_fSWave});
+    }
+    std::vector<FakeCall> Calls(const char* pszName) const
+    {
+        std::vector<FakeCall> v;
+        for (const FakeCall& c : m_vCalls)
+            if (c.strName == pszName)
+                v.push_back(c);
+        return v;
+    }
+
+    int AllocateMemory(bool, bool) override { Log("AllocateMemory"); return 0; }
+    int AllocateMemorySeismogram() override { Log("AllocateMemorySeismogram"); return 0; }
+    int FreeMemory(bool, bool, bool, bool, bool) override { Log("FreeMemory"); return 0; }
+    int LoadModel() override { Log("LoadModel"); return m_nLoadModel; }
+    int ApplySignal(int nStep) override
+    {
+        Log("ApplySignal", nStep);
+        return m_nApplyFail;
+    }
+    int Velocity(const char* pszName, int a, int b, int c, int d, int e, int f)
+    {
+        m_nStepSeen++;
+        if (m_nStepSeen == m_nNaNStep)
+            m_fField = std::nanf("");
+        Log(pszName, a, b, c, d, e, f);
+        return 0;
+    }
+    int Stress(const char* pszName, int a, int b, int c, int d, int e, int f)
+    {
+        Log(pszName, a, b, c, d, e, f);
+        if (std::isnan(m_fField))
+            return -150;   // as a scheme reports a blow-up
+        return m_nStepSeen == m_nFailStep ? m_nFailCode : 0;
+    }
+    int PropagateAcoWaveU(int a, int b, int c, int d, int e, int f) override { return Velocity("AcoU", a, b, c, d, e, f); }
+    int PropagateAcoWaveTau(int a, int b, int c, int d, int e, int f) override { return Stress("AcoTau", a, b, c, d, e, f); }
+    int PropagateElaWaveU(int a, int b, int c, int d, int e, int f) override { return Velocity("ElaU", a, b, c, d, e, f); }
+    int PropagateElaWaveTau(int a, int b, int c, int d, int e, int f) override { return Stress("ElaTau", a, b, c, d, e, f); }
+    int PropagateOrtWaveTau(int a, int b, int c, int d, int e, int f) override { return Stress("OrtTau", a, b, c, d, e, f); }
+    int PropagateAniWaveTau(int a, int b, int c, int d, int e, int f) override { return Stress("AniTau", a, b, c, d, e, f); }
+    int PropagateTimeField() override { Log("TimeField"); return 0; }
+    int RecordSeismogram() override { Log("Record"); return m_nRecordFail; }
+    float* GrabShotgather(char) override { return nullptr; }
+    float* Grab2DSnapshot(char, char) override { return nullptr; }
+    float* Grab3DSnapshot(CCubeN&, C3DSizeN&, char) override { return nullptr; }
+    float* GrabTimeField(int) override { return nullptr; }
+    int GetCalcPlane(int, int, int, float** pp, bool) override { *pp = nullptr; return -1; }
+    int SetCalcPlane(int, int, int, float*) override { return -1; }
+    int FreeCalcPlane(float**) override { return 0; }
+};

@@ -1,0 +1,235 @@
+// The shared-memory time loop driven through a recording fake engine.
+
+#include <gtest/gtest.h>
+#include <mpi.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+
+#include "FakeEngine.h"
+
+namespace
+{
+
+struct LoopFixture
+{
+    std::unique_ptr<COndexApp> app;
+    std::unique_ptr<CFakeEngine> eng;
+
+    // A 20 x 30 x 10 grid; the loop runs from tStart to tEnd with step dt.
+    LoopFixture(int nType, double tStart, double tEnd, double dt)
+    {
+        app.reset(new COndexApp());
+        app->m_Type = nType;
+        app->m_t0 = tStart;
+        app->m_dt = dt;
+        app->m_t1 = tEnd;
+        app->m_nFirstPoint = 1;
+        app->m_nLastPoint = 1;
+        eng.reset(new CFakeEngine(*app));
+        eng->m_nShot = 1;
+        eng->m_nx = 20;
+        eng->m_ny = 30;
+        eng->m_nz = 10;
+        eng->m_nHalo = 2;
+        eng->m_dt = dt;
+        eng->m_tStart = tStart;
+        eng->m_tEnd = tEnd;
+        eng->m_tCur = tStart;
+        eng->m_bSuppressSV = false;
+    }
+};
+
+std::vector<std::string> Names(const CFakeEngine& e)
+{
+    std::vector<std::string> v;
+    for (const FakeCall& c : e.m_vCalls)
+        v.push_back(c.strName);
+    return v;
+}
+
+} // namespace
+
+// The operations of one step come in the fixed order, with each method's pair
+// of scheme operations, the signal only while it lasts, the time field on
+// every fifth step from step 0.
+TEST(TimeLoop, CallOrderPerStepForEachMethod)
+{
+    struct Case
+    {
+        int nType;
+        const char* pszU;
+        const char* pszTau;
+    } cases[] = {{101, "AcoU", "AcoTau"}, {102, "ElaU", "ElaTau"}, {103, "ElaU", "OrtTau"}, {104, "ElaU", "AniTau"}};
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.nType);
+        // dt = 1/8 s is exact, so the 7 steps and the record grid leave no doubt.
+        LoopFixture f(c.nType, 0.0, 0.75, 0.125);
+        f.eng->m_Signal.m_nLen = 2;
+        f.eng->m_nTimeField = 1;
+        ASSERT_EQ(0, f.eng->CalculateShared());
+
+        std::vector<std::string> expected;
+        for (int nStep = 0; nStep < 7; nStep++)
+        {
+            if (nStep < 2)
+                expected.push_back("ApplySignal");
+            expected.push_back(c.pszU);
+            expected.push_back(c.pszTau);
+            if (nStep % 5 == 0)
+                expected.push_back("TimeField");
+            expected.push_back("Record");
+        }
+        EXPECT_EQ(expected, Names(*f.eng));
+        // The loop time has moved by exactly seven steps.
+        EXPECT_DOUBLE_EQ(0.875, f.eng->m_tCur);
+        // ApplySignal receives the step number.
+        auto apply = f.eng->Calls("ApplySignal");
+        ASSERT_EQ(2u, apply.size());
+        EXPECT_EQ(0, apply[0].iz0);
+        EXPECT_EQ(1, apply[1].iz0);
+    }
+}
+
+TEST(TimeLoop, FullBoxLeavesTheHaloOut)
+{
+    LoopFixture f(101, 0.0, 0.0, 0.001);
+    f.eng->m_nHalo = 3;
+    ASSERT_EQ(0, f.eng->CalculateShared());
+    auto u = f.eng->Calls("AcoU");
+    ASSERT_EQ(1u, u.size());
+    EXPECT_EQ(3, u[0].iz0);
+    EXPECT_EQ(3, u[0].iy0);
+    EXPECT_EQ(3, u[0].ix0);
+    EXPECT_EQ(10 - 3 - 1, u[0].iz1);
+    EXPECT_EQ(30 - 3 - 1, u[0].iy1);
+    EXPECT_EQ(20 - 3 - 1, u[0].ix1);
+}
+
+TEST(TimeLoop, EndEqualToStartRunsExactlyOneStep)
+{
+    LoopFixture f(102, 0.3, 0.3, 0.001);
+    f.eng->m_Signal.m_nLen = 100;
+    ASSERT_EQ(0, f.eng->CalculateShared());
+    EXPECT_EQ(1u, f.eng->Calls("ApplySignal").size());
+    EXPECT_EQ(1u, f.eng->Calls("ElaU").size());
+    EXPECT_EQ(1u, f.eng->Calls("ElaTau").size());
+}
+
+TEST(TimeLoop, SignalLongerThanTheRunIsCutOff)
+{
+    LoopFixture f(101, 0.0, 0.5, 0.125);   // 5 steps
+    f.eng->m_Signal.m_nLen = 50;
+    ASSERT_EQ(0, f.eng->CalculateShared());
+    EXPECT_EQ(5u, f.eng->Calls("ApplySignal").size());
+    EXPECT_EQ(5u, f.eng->Calls("AcoTau").size());
+}
+
+// Step count: trunc((tEnd - tStart) / dt) + 1, the lead-in before 0 included.
+TEST(TimeLoop, StepCountCoversTheLeadIn)
+{
+    LoopFixture f(101, -0.25, 1.0, 0.125);   // (1.25 / 0.125) + 1 = 11
+    ASSERT_EQ(0, f.eng->CalculateShared());
+    EXPECT_EQ(11u, f.eng->Calls("AcoU").size());
+    LoopFixture g(101, 0.0, 1.0, 0.3);       // trunc(3.33) + 1 = 4, the last one ends past tEnd
+    ASSERT_EQ(0, g.eng->CalculateShared());
+    EXPECT_EQ(4u, g.eng->Calls("AcoU").size());
+}
+
+// A scheme that finds a NaN in its field reports -150: the loop stops at
+// once, after the time has advanced, and nothing more of that step happens.
+TEST(TimeLoop, InstabilityStopsTheShot)
+{
+    LoopFixture f(103, 0.0, 1.0, 0.125);
+    f.eng->m_nTimeField = 1;
+    f.eng->m_nNaNStep = 3;
+    EXPECT_EQ(-150, f.eng->CalculateShared());
+    EXPECT_EQ(4u, f.eng->Calls("OrtTau").size());
+    EXPECT_EQ(3u, f.eng->Calls("Record").size());      // steps 0..2
+    EXPECT_EQ(1u, f.eng->Calls("TimeField").size());   // step 0 only
+    EXPECT_EQ("OrtTau", f.eng->m_vCalls.back().strName);
+    EXPECT_DOUBLE_EQ(0.5, f.eng->m_tCur);
+}
+
+TEST(TimeLoop, SchemeFailureInTheMiddleReturnsItsCode)
+{
+    struct Case
+    {
+        int nCode;
+    } cases[] = {{-150}, {-7}, {3}};
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.nCode);
+        LoopFixture f(104, 0.0, 1.0, 0.125);
+        f.eng->m_nFailStep = 3;
+        f.eng->m_nFailCode = c.nCode;
+        EXPECT_EQ(c.nCode, f.eng->CalculateShared());
+        EXPECT_EQ(4u, f.eng->Calls("AniTau").size());
+        EXPECT_EQ(3u, f.eng->Calls("Record").size());   // steps 0..2 only
+        EXPECT_DOUBLE_EQ(0.5, f.eng->m_tCur);           // advanced after the failed step too
+    }
+}
+
+TEST(TimeLoop, ApplySignalAndRecordFailuresStop)
+{
+    LoopFixture f(101, 0.0, 1.0, 0.125);
+    f.eng->m_Signal.m_nLen = 3;
+    f.eng->m_nApplyFail = -9;
+    EXPECT_EQ(-9, f.eng->CalculateShared());
+    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
+
+    LoopFixture g(101, 0.0, 1.0, 0.125);
+    g.eng->m_nRecordFail = -4;
+    EXPECT_EQ(-4, g.eng->CalculateShared());
+    EXPECT_EQ(1u, g.eng->Calls("AcoU").size());
+}
+
+TEST(TimeLoop, CalculateReportsLoadModelFailure)
+{
+    LoopFixture f(101, 0.0, 1.0, 0.125);
+    f.eng->m_nLoadModel = 1;
+    EXPECT_EQ(-5, f.eng->Calculate());
+    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
+}
+
+TEST(TimeLoop, CalculateStartsTheClockAtTStart)
+{
+    LoopFixture f(101, -0.25, 0.0, 0.125);
+    f.eng->m_tCur = 99.0;          // whatever an earlier shot left
+    f.eng->m_tSnap0 = 0.5;
+    ASSERT_EQ(0, f.eng->Calculate());
+    auto u = f.eng->Calls("AcoU");
+    ASSERT_EQ(3u, u.size());
+    EXPECT_DOUBLE_EQ(-0.25, u[0].tCur);
+    EXPECT_DOUBLE_EQ(0.5, f.eng->m_tSnapNext);
+}
+
+// A terminate message of the boss (tag 41) ends the shot before anything of
+// the step is done, and is left for its owner to receive.
+TEST(TimeLoop, TerminateRequestEndsTheShot)
+{
+    int nRank = -1;
+    MPI_Comm_rank(MPI_COMM_WORLD, &nRank);
+    if (nRank != 0)
+        GTEST_SKIP() << "needs world rank 0";
+    int nDie = 1;
+    MPI_Request req;
+    MPI_Isend(&nDie, 1, MPI_INT, 0, 41, MPI_COMM_WORLD, &req);
+
+    LoopFixture f(101, 0.0, 1.0, 0.125);
+    f.eng->m_Signal.m_nLen = 5;
+    EXPECT_EQ(-1000, f.eng->CalculateShared());
+    EXPECT_TRUE(f.eng->m_vCalls.empty());
+
+    // Still pending: receive it here so that other tests do not see it.
+    int nFlag = 0;
+    MPI_Status st;
+    MPI_Iprobe(0, 41, MPI_COMM_WORLD, &nFlag, &st);
+    EXPECT_TRUE(nFlag);
+    int nGot = 0;
+    MPI_Recv(&nGot, 1, MPI_INT, 0, 41, MPI_COMM_WORLD, &st);
+    MPI_Wait(&req, MPI_STATUS_IGNORE);
+    EXPECT_EQ(1, nGot);
+}
