@@ -1,0 +1,178 @@
+// COndexApp::MergeResults: per-shot SEG-Y files joined into one.
+#include <cstring>
+#include <memory>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "RunTestUtil.h"
+#include "files/SdsPC.h"
+#include "files/SegyFormat.h"
+#include "run/OndexApp.h"
+
+namespace
+{
+uint32_t be32(const unsigned char* p)
+{
+    return ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
+}
+
+float SampleValue(int shot, int trace, int k)
+{
+    return (float)(shot * 100 + trace * 10 + k) * 0.5f;
+}
+
+// A per-shot SEG-Y file as the engine writes one: big-endian headers, IBM
+// samples; axis in milliseconds.
+void WriteShotFile(const std::string& name, int shot, int nTraces, const double* T)
+{
+    CSdsPC w;
+    const int nLen = (int)((T[1] - T[0]) / T[2] + 1.5);
+    FILE* f = fopen(name.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    double axis[3] = {T[0], T[1], T[2]};
+    SGY_FILEHEADER fh = w.CreateSGYHeaderFile(nTraces, axis, DU_MSEC, 0);
+    ASSERT_EQ(fwrite(&fh, sizeof(fh), 1, f), 1u);
+    for (int i = 0; i < nTraces; ++i)
+    {
+        SDS_TRACEINFO info;
+        memset(&info, 0, sizeof(info));
+        info.fSrcX = 1000.0f + shot;
+        info.fSrcY = 2000.0f;
+        info.fRecX = 1000.0f + 25.0f * i;
+        info.fRecY = 2000.0f;
+        info.nPart = shot;
+        int p[2] = {i + 1, i + 1};
+        SGY_TRACEHEADER th = w.CreateSGYHeaderTrace(p, info, axis, DU_MSEC);
+        ASSERT_EQ(fwrite(&th, sizeof(th), 1, f), 1u);
+        for (int k = 0; k < nLen; ++k)
+        {
+            unsigned char b[4];
+            EncodeIBMFloat(SampleValue(shot, i, k), b);
+            ASSERT_EQ(fwrite(b, 4, 1, f), 1u);
+        }
+    }
+    fclose(f);
+}
+
+bool Exists(const std::string& name)
+{
+    struct stat st;
+    return stat(name.c_str(), &st) == 0;
+}
+
+class Merge : public RunTempDir
+{
+protected:
+    void SetUp() override
+    {
+        RunTempDir::SetUp();
+        m_app.reset(new COndexApp());
+    }
+    void TearDown() override
+    {
+        m_app.reset();
+        RunTempDir::TearDown();
+    }
+    std::unique_ptr<COndexApp> m_app;
+};
+
+TEST_F(Merge, RejectedNames)
+{
+    EXPECT_EQ(m_app->MergeResults("a.sg", "s%d.sgy", 1, 2, false), -10);
+    EXPECT_EQ(m_app->MergeResults(nullptr, "s%d.sgy", 1, 2, false), -10);
+    EXPECT_EQ(m_app->MergeResults("merged.txt", "s%d.sgy", 1, 2, false), -11);
+    EXPECT_FALSE(Exists("merged.txt"));
+}
+
+TEST_F(Merge, NoPerShotFileGivesAnEmptyFile)
+{
+    ClearLog();
+    EXPECT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 2, true), 0);
+    EXPECT_TRUE(LogHas("Unable to open file 'shot-1.sgy'. Skipped.\n"));
+    EXPECT_TRUE(LogHas("Unable to open file 'shot-2.sgy'. Skipped.\n"));
+    const std::string data = ReadFile("merged.sgy");
+    ASSERT_EQ(data.size(), 3600u) << "a file header only";
+    const unsigned char* h = (const unsigned char*)data.data();
+    EXPECT_EQ((h[3212] << 8) | h[3213], 0) << "0 traces";
+}
+
+TEST_F(Merge, FirstAboveLastWritesOnlyTheHeader)
+{
+    const double T[3] = {0.0, 20.0, 4.0};
+    WriteShotFile("shot-1.sgy", 1, 2, T);
+    EXPECT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 3, 1, true), 0);
+    EXPECT_EQ(ReadFile("merged.sgy").size(), 3600u);
+    EXPECT_TRUE(Exists("shot-1.sgy")) << "nothing of the range to delete";
+}
+
+TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
+{
+    const double T[3] = {0.0, 20.0, 4.0};   // 6 samples
+    WriteShotFile("shot-1.sgy", 1, 2, T);
+    WriteShotFile("shot-3.sgy", 3, 3, T);
+    ClearLog();
+    ASSERT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 3, false), 0) << Log();
+    EXPECT_TRUE(LogHas("Unable to open file 'shot-2.sgy'. Skipped.\n"));
+    EXPECT_TRUE(Exists("shot-1.sgy")) << "kept without bDelete";
+
+    const std::string data = ReadFile("merged.sgy");
+    const size_t nTrace = 240 + 6 * 4;
+    ASSERT_EQ(data.size(), 3600u + 5 * nTrace);
+    const unsigned char* d = (const unsigned char*)data.data();
+    EXPECT_EQ((d[3212] << 8) | d[3213], 5);
+    struct Expect
+    {
+        int shot, trace, seq, within;
+    };
+    const Expect ex[] = {{1, 0, 1, 1}, {1, 1, 2, 2}, {3, 0, 3, 1}, {3, 1, 4, 2}, {3, 2, 5, 3}};
+    for (int t = 0; t < 5; ++t)
+    {
+        SCOPED_TRACE(t);
+        const unsigned char* th = d + 3600 + t * nTrace;
+        EXPECT_EQ(be32(th + 0), (uint32_t)ex[t].seq) << "running number goes on across shots";
+        EXPECT_EQ(be32(th + 12), (uint32_t)ex[t].within) << "number inside the shot file";
+        // Copied unchanged from the shot file: inline, crossline, source point.
+        EXPECT_EQ(be32(th + 188), (uint32_t)(ex[t].trace + 1));
+        EXPECT_EQ(be32(th + 192), (uint32_t)(ex[t].trace + 1));
+        EXPECT_EQ(be32(th + 16), (uint32_t)ex[t].shot);
+        for (int k = 0; k < 6; ++k)
+            EXPECT_FLOAT_EQ(DecodeIBMFloat(th + 240 + 4 * k), SampleValue(ex[t].shot, ex[t].trace, k));
+    }
+}
+
+TEST_F(Merge, DeleteRemovesShotFilesAndSideFiles)
+{
+    const double T[3] = {0.0, 20.0, 4.0};
+    WriteShotFile("shot-1.sgy", 1, 1, T);
+    WriteShotFile("shot-2.sgy", 2, 1, T);
+    WriteFile("shot-2.sgy.cr0", "x");
+    ASSERT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 2, true), 0);
+    for (const char* n : {"shot-1.sgy", "shot-2.sgy", "shot-1.sgy.cr2", "shot-2.sgy.cr2", "shot-2.sgy.cr0"})
+        EXPECT_FALSE(Exists(n)) << n;
+    EXPECT_TRUE(Exists("merged.sgy"));
+}
+
+TEST_F(Merge, OtherAxisIsResampledToTheFirst)
+{
+    const double T1[3] = {0.0, 20.0, 4.0};   // 6 samples
+    const double T2[3] = {0.0, 20.0, 2.0};   // 11 samples
+    WriteShotFile("shot-1.sgy", 1, 1, T1);
+    WriteShotFile("shot-2.sgy", 2, 1, T2);
+    ASSERT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 2, false), 0) << Log();
+    const std::string data = ReadFile("merged.sgy");
+    ASSERT_EQ(data.size(), 3600u + 2 * (240 + 6 * 4)) << "every trace has the first file's length";
+    const unsigned char* th = (const unsigned char*)data.data() + 3600 + 240 + 24;
+    // Sample k of the merged axis is sample 2k of the finer one.
+    for (int k = 0; k < 6; ++k)
+        EXPECT_NEAR(DecodeIBMFloat(th + 240 + 4 * k), SampleValue(2, 0, 2 * k), 1e-3);
+}
+
+TEST_F(Merge, OutputThatCannotBeOpened)
+{
+    ClearLog();
+    EXPECT_EQ(m_app->MergeResults("no-such-dir/merged.sgy", "shot-%d.sgy", 1, 1, false), -1);
+    EXPECT_TRUE(
+        LogHas("Unable to open file 'no-such-dir/merged.sgy' for writing! The results has not been merged!\n"));
+}
+} // namespace
