@@ -9,7 +9,6 @@
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
-#include "run/Merge.h"
 
 COndexApp m_job;
 MPI_Comm MPI_COMM_MT = MPI_COMM_WORLD;
@@ -212,12 +211,6 @@ static int merge_all(COndexApp& app)
     {
         u_Error("Error! Computation object not being created.\n");
         return 1;
-    }
-    if (!MergeResultsAvailable())
-    {
-        u_Warning("Warning! Merging of per-shot result files is not available in this build yet; "
-                  "the per-shot files are kept as they are.\n");
-        return 0;
     }
     const bool bDelete = !app.m_bMergeTask;
     const int nFirst = app.m_nFirstPoint;
