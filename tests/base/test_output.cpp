@@ -190,12 +190,13 @@ TEST_F(OutputTest, ColoursOnlyOnATerminalAndNeverInTheLog)
                        "[4;32mS\n" + ESC + "[0m" + "P\n");
     EXPECT_EQ(log(), "E\nW\nS\nP\n");
 
-    // Redirected console: no escape sequence at all.
-    g_IsTerminal = 0;
+    // Redirected console: settled at the first colour, no escape sequence.
+    g_IsTerminal = -1;
     basetest::StdoutCapture cap2;
     u_Error("E\n");
     u_Warning("W\n");
     EXPECT_EQ(cap2.Stop(), "E\nW\n");
+    EXPECT_EQ(g_IsTerminal, 0);
 }
 
 TEST(TextColorTest, SequenceTable)
