@@ -233,3 +233,27 @@ TEST(TimeLoop, TerminateRequestEndsTheShot)
     MPI_Wait(&req, MPI_STATUS_IGNORE);
     EXPECT_EQ(1, nGot);
 }
+
+// A 2D snapshot is due only on shots whose (number - 1) is a multiple of
+// Every, and only once the loop time reaches the next snapshot time; on all
+// other steps the writer is never entered and the shot runs to its end.
+TEST(TimeLoop, SnapshotNotDueDoesNotInterrupt)
+{
+    struct Case
+    {
+        int nEvery, nShot;
+        double tSnapNext;
+    } cases[] = {{0, 1, 0.0}, {2, 2, 0.0}, {2, 4, 0.0}, {3, 3, 0.0}, {1, 1, 100.0}, {2, 3, 100.0}};
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.nEvery * 100 + c.nShot);
+        LoopFixture f(101, 0.0, 0.5, 0.125);
+        f.app->m_nLastPoint = 5;
+        f.eng->m_nShot = c.nShot;
+        f.eng->m_nSnapEvery = c.nEvery;
+        f.eng->m_tSnapNext = c.tSnapNext;
+        EXPECT_EQ(0, f.eng->CalculateShared());
+        EXPECT_EQ(5u, f.eng->Calls("AcoU").size());
+        EXPECT_EQ(c.tSnapNext, f.eng->m_tSnapNext);
+    }
+}
