@@ -285,3 +285,29 @@ TEST(Layout, SingleProcessIsTheSimpleCase)
     ReleasePassiveProcesses();   // nothing to release in the simple case
 }
 } // namespace
+
+namespace
+{
+class Inventory : public RunTempDir
+{
+};
+
+TEST_F(Inventory, SystemDetailsInTheLog)
+{
+    ClearLog();
+    PrintSystemDetails();
+    const std::string log = Log();
+    EXPECT_EQ(log.rfind("------------------------ Node System Information ----------------------\n", 0), 0u);
+    EXPECT_NE(log.find("Process 1 of 1 (Rank=#0, Hostname \""), std::string::npos) << log;
+    EXPECT_NE(log.find("System Info: \n    Available Memory: "), std::string::npos);
+    EXPECT_NE(log.find("    Uptime = "), std::string::npos);
+    EXPECT_NE(log.find("\nInfo from /proc/meminfo\n"), std::string::npos);
+    EXPECT_NE(log.find("\nInfo from /proc/loadavg\n"), std::string::npos);
+    // Each section is there exactly when its source is.
+    EXPECT_EQ(log.find("\nInfo from 'free -m':\n") != std::string::npos, access("/usr/bin/free", X_OK) == 0);
+    EXPECT_EQ(log.find("\nInfo from 'df -H -T':\n") != std::string::npos, access("/bin/df", X_OK) == 0);
+    const std::string tail = "-----------------------------------------------------------------------\n";
+    ASSERT_GE(log.size(), tail.size());
+    EXPECT_EQ(log.substr(log.size() - tail.size()), tail);
+}
+} // namespace
