@@ -613,11 +613,16 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int reserved, int 
 
         if (bOk) {
             double* tp = m_traseParam;
-            if (m_Type != VMG) WorkOutTraseXY();
-            if (tp[1] < 50)
-                for (int i = 0; i < 3; i++) tp[i] *= 1000.0;
-            if (tp[1] > 100000)
-                for (int i = 0; i < 3; i++) tp[i] /= 1000.0;
+            // VMG axes are settled by their own scan (seconds to milliseconds
+            // there); scaling them again would turn a short time axis into
+            // microseconds.
+            if (m_Type != VMG) {
+                WorkOutTraseXY();
+                if (tp[1] < 50)
+                    for (int i = 0; i < 3; i++) tp[i] *= 1000.0;
+                if (tp[1] > 100000)
+                    for (int i = 0; i < 3; i++) tp[i] /= 1000.0;
+            }
             Lift(*this, nLift);
             if (m_Type != VMG) {
                 int k = (int)m_spy_info[SPY_NCOMP].rValue;
