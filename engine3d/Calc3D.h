@@ -61,6 +61,9 @@ public:
     CCubeN GetSampleUserArea();
     size_t GetPtShift(const C3DPointR& pt);
     int ValidateTracePoint(C3DPointR& pt);
+    // The grid of the active shot from the job's steps, the model cube, the
+    // survey cube and Margin; called by PrepareSource. 0 or -100, -101, -104, -3, -30.
+    int BuildShotGrid();
 
     // ---- Signal, model, shot ---------------------------------------------
     int GenerateSignal();

@@ -30,42 +30,6 @@ int CCalc3D::CalculateDistributed()
     return NotAvailable("The distributed time loop (CalculateDistributed)");
 }
 
-int CCalc3D::ValidateCommon()
-{
-    return NotAvailable("ValidateCommon");
-}
-
-CCubeR CCalc3D::GetRealUserArea()
-{
-    NotAvailable("GetRealUserArea");
-    return CCubeR();
-}
-
-CCubeN CCalc3D::GetSampleUserArea()
-{
-    NotAvailable("GetSampleUserArea");
-    CCubeN cube;
-    cube.z0 = cube.y0 = cube.x0 = 0;
-    cube.z1 = cube.y1 = cube.x1 = -1;   // an empty range
-    return cube;
-}
-
-size_t CCalc3D::GetPtShift(const C3DPointR&)
-{
-    NotAvailable("GetPtShift");
-    return 0;
-}
-
-int CCalc3D::ValidateTracePoint(C3DPointR&)
-{
-    return NotAvailable("ValidateTracePoint");
-}
-
-int CCalc3D::GenerateSignal()
-{
-    return NotAvailable("GenerateSignal");
-}
-
 int CCalc3D::LoadModelComponent(int, const char*, float*, float*, float*)
 {
     return NotAvailable("LoadModelComponent");
@@ -86,11 +50,6 @@ int CCalc3D::InitModel()
     return NotAvailable("InitModel");
 }
 
-int CCalc3D::PrepareSource(int, CSurvey3D&, bool)
-{
-    return NotAvailable("PrepareSource");
-}
-
 int CCalc3D::MakeSurface()
 {
     return NotAvailable("MakeSurface");
@@ -99,16 +58,6 @@ int CCalc3D::MakeSurface()
 int CCalc3D::MakeSurfaceBottomDistributed()
 {
     return NotAvailable("MakeSurfaceBottomDistributed");
-}
-
-int CCalc3D::InitPMLProfile()
-{
-    return NotAvailable("InitPMLProfile");
-}
-
-int CCalc3D::ValidateSurveyGeometryShared()
-{
-    return NotAvailable("ValidateSurveyGeometryShared");
 }
 
 int CCalc3D::ValidateSurveyGeometryDistributed()
