@@ -212,7 +212,7 @@ uint32_t IEEEToIBM(float v)
         return 0;  // a NaN has no IBM form; zero is what readers make of it anyway
     if (std::isinf(v))
         return (sign ? 0x80000000u : 0u) | 0x7FFFFFFFu;
-    if (std::fabs(v) < 0.000001f)
+    if (std::fabs((double)v) < 0.000001)
         return 0;
     // |v| = 0.f * 2^e with 0.f in [0.5, 1). Denormals are below the cut above.
     const int e = (int)((bits >> 23) & 0xFF) - 126;
