@@ -42,6 +42,11 @@ bool CSurvey3D::InterpretSurveyFileLine(const char* line, double& sx, double& sy
                    &rz, &inl, &xl, &id, &k11, &k22, &k33, &k12, &k13, &k23, &trace, &file);
     if (n < 6)
         return true;
+    // "nan" and "inf" scan as numbers; such a position is no position, and it
+    // would break the ordered receiver sets.
+    if (!std::isfinite(sx) || !std::isfinite(sy) || !std::isfinite(sz) || !std::isfinite(rx) ||
+        !std::isfinite(ry) || !std::isfinite(rz))
+        return true;
 
     // An all-zero tensor is how a table without tensors is often padded: it
     // counts as no tensor.

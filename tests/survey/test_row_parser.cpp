@@ -26,6 +26,8 @@ const RowCase kRows[] = {
     {"blank row", "   \n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
     {"five numbers", "1 2 3 4 5\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
     {"comma separated", "1,2,3,4,5,6\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
+    {"not a number as a coordinate", "1 2 nan 4 5 6\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
+    {"infinite receiver", "1 2 3 4 inf 6 7\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
     {"text header", "SX SY SZ RX RY RZ\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
     {"six numbers take all defaults", "100.5 200 -3 400 500 6e1\n", false, {100.5, 200, -3}, {400, 500, 60},
      0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},

@@ -255,3 +255,57 @@ TEST_F(TextSurvey, ShotIdsNeverNumberBelowOne)
     EXPECT_EQ(s.GetMaxShot(), 2);
 }
 }  // namespace
+
+namespace
+{
+// Garbage of every kind: the loader and the activation answer with a code and
+// never crash or hang, whatever the bytes.
+TEST_F(TextSurvey, GarbageNeverCrashes)
+{
+    uint32_t seed = 12345;
+    auto next = [&seed]() {
+        seed = seed * 1664525u + 1013904223u;
+        return seed >> 8;
+    };
+    const char alphabet[] = "0123456789 \t.-+eE;#,xnai\n\r";
+    for (int round = 0; round < 20; round++)
+    {
+        std::string body;
+        int nLen = 200 + (int)(next() % 4000);
+        for (int i = 0; i < nLen; i++)
+        {
+            if (round % 5 == 4)
+                body += (char)(next() & 0xff);   // raw bytes, NUL included
+            else
+                body += alphabet[next() % (sizeof(alphabet) - 1)];
+        }
+        // Some rows that surely parse, so that shots exist.
+        if (round % 2)
+            body += "\n1 2 3 4 5 6 7 8 9\n1 2 3 7 7 7 1 1 9 1 2 3 4 5 6 -5 -6\n";
+        std::string path = WriteFile("garbage.txt", body);
+        for (bool bUseId : {false, true})
+        {
+            CSurvey3D s;
+            s.m_bUseShotId = bUseId;
+            int rc = LoadQuiet(s, path, round % 3 == 0);
+            ASSERT_TRUE(rc == 0 || rc == 1);
+            if (rc)
+                continue;
+            ASSERT_FALSE(s.m_vShotPoints.empty());
+            for (int nShot = s.GetMinShot(); nShot <= s.GetMaxShot() && nShot < s.GetMinShot() + 50; nShot++)
+            {
+                int r = ActivateQuiet(s, nShot);
+                ASSERT_TRUE(r == 0 || r == 1 || r == -35) << r;
+                if (r == 0)
+                {
+                    EXPECT_FALSE(s.m_vReceivers.empty());
+                    EXPECT_FALSE(s.m_vExcitePoints.empty());
+                    EXPECT_EQ(s.m_vInline.size(), s.m_vReceivers.size());
+                }
+            }
+            int r = ActivateQuiet(s, -1);
+            ASSERT_TRUE(r == 0 || r == 1);
+        }
+    }
+}
+}  // namespace
