@@ -1,0 +1,230 @@
+// Broken files made here: every one must give false (or a sane object whose
+// traces all read), never a crash, a hang or a read outside a buffer.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "files/SdsPC.h"
+#include "sdspc_testutil.h"
+
+using namespace sdspc_test;
+
+namespace {
+
+struct BadCase {
+    std::string label;
+    std::string ext;
+    std::vector<unsigned char> bytes;
+    bool mayOpen;  // a cut-short file may still open with the traces before the cut
+};
+
+// Open, and when it opens read every trace plain and resampled, and build a cube.
+void Exercise(const TempDir& d, const BadCase& c)
+{
+    std::string name = d / ("bad_" + c.label + c.ext);
+    ASSERT_TRUE(WriteBytes(name, c.bytes));
+    CSdsPC f;
+    bool ok = f.OnOpen(name.c_str());
+    if (!c.mayOpen) {
+        EXPECT_FALSE(ok) << c.label;
+    }
+    if (!ok) {
+        EXPECT_EQ(f.m_fp, nullptr) << c.label;
+        EXPECT_EQ(f.m_pSR, nullptr) << c.label;
+        EXPECT_EQ(f.m_nTraceCount, 0) << c.label;
+        return;
+    }
+    ASSERT_GT(f.m_nTraceCount, 0) << c.label;
+    int len = f.m_nTraceLen > 0 && f.m_nTraceLen < 100000 ? f.m_nTraceLen : 16;
+    std::vector<float> buf((size_t)len + 8);
+    for (int k = 0; k < f.m_nTraceCount; k++) f.GetTrace(k, buf.data(), len);
+    double axis[3] = {0.0, 10.0, 1.0};
+    std::vector<float> out(11);
+    for (int k = 0; k < f.m_nTraceCount; k++) f.GetTrace(k, out.data(), axis, nullptr, 0.0f);
+    std::vector<float> cube(4 * 4 * 3);
+    f.Get3D_buf(C3DSizeN(4, 4, 3), CCubeR(f.m_traseXY[0], 0, 0, f.m_traseXY[1] + 1, 10, 10), cube.data(), nullptr,
+                0, 0.0f);
+}
+
+std::vector<unsigned char> Cut(const std::vector<unsigned char>& b, size_t n)
+{
+    return std::vector<unsigned char>(b.begin(), b.begin() + std::min(n, b.size()));
+}
+
+}  // namespace
+
+TEST(SdsPCBadInput, SegyCorpus)
+{
+    TempDir d;
+    RawSgy good = LineSgy(3, 50, 1, true, [](int k, int i) { return k + 0.5 * i; });
+    auto g = BuildSgy(good);
+    std::vector<BadCase> cases;
+    cases.push_back({"empty", ".sgy", {}, false});
+    cases.push_back({"tiny", ".sgy", std::vector<unsigned char>(100, 0x40), false});
+    cases.push_back({"midfileheader", ".sgy", Cut(g, 3300), false});
+    cases.push_back({"fileheaderonly", ".sgy", Cut(g, 3600), false});
+    cases.push_back({"midtraceheader", ".sgy", Cut(g, 3600 + 120), false});
+    cases.push_back({"midfirsttrace", ".sgy", Cut(g, 3600 + 240 + 100), false});
+    cases.push_back({"midsecondtrace", ".sgy", Cut(g, 3600 + 440 + 240 + 10), true});
+
+    for (int ns : {0, 1, -5}) {
+        RawSgy s = good;
+        s.ns = ns;
+        for (auto& t : s.traces) t.ns = ns;
+        cases.push_back({"ns" + std::to_string(ns), ".sgy", BuildSgy(s), false});
+    }
+    {
+        // Huge sample count in every header, far beyond the file.
+        RawSgy s = good;
+        s.ns = 32767;
+        for (auto& t : s.traces) t.ns = 32767;
+        cases.push_back({"hugens", ".sgy", BuildSgy(s), false});
+    }
+    {
+        // Only the second trace claims a huge length: the first opens.
+        RawSgy s = good;
+        s.traces[1].ns = 32000;
+        cases.push_back({"hugens2", ".sgy", BuildSgy(s), true});
+    }
+    {
+        // Negative count in a trace header falls back to the file's.
+        RawSgy s = good;
+        s.traces[2].ns = -7;
+        cases.push_back({"negns_trace", ".sgy", BuildSgy(s), true});
+    }
+    for (int fmt : {0, 7, 8, 4}) {
+        RawSgy s = good;
+        s.format = fmt;
+        cases.push_back({"format" + std::to_string(fmt), ".sgy", BuildSgy(s), fmt == 4});
+    }
+    {
+        std::mt19937 rng(12345);
+        for (int r = 0; r < 20; r++) {
+            std::vector<unsigned char> b(3600 + 240 * 4 + 400 * (r % 5));
+            for (auto& x : b) x = (unsigned char)rng();
+            cases.push_back({"random" + std::to_string(r), ".sgy", b, true});
+        }
+        for (int r = 0; r < 20; r++) {
+            // A valid file header followed by garbage trace headers.
+            std::vector<unsigned char> b = Cut(g, 3600);
+            b.resize(3600 + 3000);
+            for (size_t i = 3600; i < b.size(); i++) b[i] = (unsigned char)rng();
+            cases.push_back({"garbage_traces" + std::to_string(r), ".sgy", b, true});
+        }
+        for (int r = 0; r < 20; r++) {
+            // Garbage in the binary file header, good traces.
+            std::vector<unsigned char> b = g;
+            for (size_t i = 3200; i < 3600; i++) b[i] = (unsigned char)rng();
+            cases.push_back({"garbage_fileheader" + std::to_string(r), ".sgy", b, true});
+        }
+    }
+    for (auto& c : cases) Exercise(d, c);
+}
+
+TEST(SdsPCBadInput, SdsCorpus)
+{
+    TempDir d;
+    std::vector<RawSdsTrace> tr(3);
+    for (auto& t : tr) t.samples.assign(10, 1.5f);
+    auto g = BuildSds(tr);
+    std::vector<BadCase> cases;
+    cases.push_back({"empty", ".rec", {}, false});
+    cases.push_back({"midheader", ".rec", Cut(g, 40), false});
+    cases.push_back({"headeronly", ".rec", Cut(g, 80), false});
+    cases.push_back({"midtrace2", ".rec", Cut(g, 120 + 80 + 10), true});
+    auto variant = [&](const char* label, void (*edit)(RawSdsTrace&), bool mayOpen) {
+        std::vector<RawSdsTrace> t2 = tr;
+        edit(t2[0]);
+        cases.push_back({label, ".sec", BuildSds(t2), mayOpen});
+    };
+    variant("startisstop", [](RawSdsTrace& t) { t.stop = t.start; }, false);
+    variant("stepzero", [](RawSdsTrace& t) { t.step = 0; t.stop = 20; }, false);
+    variant("stepnegative", [](RawSdsTrace& t) { t.step = -2; t.stop = 20; }, false);
+    variant("r2", [](RawSdsTrace& t) { t.fmt = "R2  "; }, false);
+    variant("unknownfmt", [](RawSdsTrace& t) { t.fmt = "XX  "; }, false);
+    variant("hugestop", [](RawSdsTrace& t) { t.stop = 2000000000; t.start = -2000000000; t.step = 1; }, false);
+    variant("minstep", [](RawSdsTrace& t) { t.stop = 2147483647; t.start = -2147483647 - 1; t.step = -1; }, false);
+    {
+        std::vector<RawSdsTrace> t1(1);
+        t1[0].fmt = "T1  ";
+        t1[0].samples.assign(1, 3.0f);
+        cases.push_back({"t1single", ".rec", BuildSds(t1), false});
+    }
+    {
+        std::vector<RawSdsTrace> dead = tr;
+        for (auto& t : dead) t.actualFlag = 0;
+        cases.push_back({"alldead", ".rec", BuildSds(dead), false});
+    }
+    std::mt19937 rng(777);
+    for (int r = 0; r < 30; r++) {
+        std::vector<unsigned char> b = g;
+        for (int k = 0; k < 8; k++) b[rng() % 80] = (unsigned char)rng();
+        cases.push_back({"mutated" + std::to_string(r), ".rec", b, true});
+    }
+    for (auto& c : cases) Exercise(d, c);
+}
+
+TEST(SdsPCBadInput, VmgCorpus)
+{
+    TempDir d;
+    auto val = [](int c, int i) { return c + i; };
+    auto g = BuildVmgFrame(4, 6, 0.0f, 30.0f, 0.0f, 0.5f, "XTZY", 1, 0, val);
+    std::vector<BadCase> cases;
+    cases.push_back({"empty", ".vmg", {}, false});
+    cases.push_back({"midheader", ".vmg", Cut(g, 200), false});
+    cases.push_back({"headeronly", ".vmg", Cut(g, 296), false});
+    cases.push_back({"midsamples", ".vmg", Cut(g, 296 + 40), false});
+    auto edit32 = [&](const char* label, size_t off, int v, bool mayOpen) {
+        auto b = g;
+        Put32(b, off, v, false);
+        cases.push_back({label, ".vmg", b, mayOpen});
+    };
+    edit32("n1huge", 196, 2000000000, false);
+    edit32("n1neg", 196, -4, false);
+    edit32("n2zero", 200, 0, false);
+    edit32("n2huge", 200, 1 << 30, false);
+    edit32("n3neg", 204, -1, false);
+    edit32("compsneg", 244, -3, true);
+    edit32("compshuge", 244, 1 << 29, false);
+    edit32("framesmany", 236, 2000000000, true);  // announced frames that are not there
+    {
+        auto b = g;
+        auto b2 = BuildVmgFrame(4, 6, 0.0f, 30.0f, 0.0f, 0.5f, "XTZY", 2, 1, val);
+        Put32(b, 236, 2, false);
+        b.insert(b.end(), b2.begin(), b2.begin() + 300);  // second frame cut
+        cases.push_back({"secondcut", ".vmg", b, true});
+    }
+    std::mt19937 rng(4242);
+    for (int r = 0; r < 30; r++) {
+        auto b = g;
+        for (int k = 0; k < 6; k++) b[132 + rng() % 164] = (unsigned char)rng();
+        cases.push_back({"mutated" + std::to_string(r), ".vmg", b, true});
+    }
+    for (auto& c : cases) Exercise(d, c);
+}
+
+// A ".cr2" next to a file must never be trusted beyond what it can hold.
+TEST(SdsPCBadInput, GarbageCatalogue)
+{
+    TempDir d;
+    std::string name = d / "cat.sgy";
+    ASSERT_TRUE(WriteBytes(name, BuildSgy(LineSgy(4, 60, 3, true, [](int, int i) { return (double)i; }))));
+    std::mt19937 rng(99);
+    for (int r = 0; r < 40; r++) {
+        std::vector<unsigned char> cr2(220 + 44 * 4 + 50);
+        for (auto& x : cr2) x = (unsigned char)rng();
+        Put32(cr2, 0, 2, false);  // right version
+        if (r % 2) {
+            int64_t zero = 0;
+            memcpy(&cr2[4], &zero, 8);  // size unknown: not stale
+        }
+        if (r % 3 == 0) Put32(cr2, 20, 0x7FFFFFF0, false);  // absurd trace count
+        ASSERT_TRUE(WriteBytes(name + ".cr2", cr2));
+        CSdsPC f;
+        if (!f.OnOpen(name.c_str())) continue;
+        ASSERT_GT(f.m_nTraceCount, 0);
+        ASSERT_LE(f.m_nTraceCount, 100);  // no catalogue larger than its file
+        std::vector<float> buf(64);
+        for (int k = 0; k < f.m_nTraceCount; k++) f.GetTrace(k, buf.data(), 64);
+    }
+}
