@@ -9,6 +9,7 @@
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
+#include "run/ShotRoad.h"
 
 COndexApp m_job;
 MPI_Comm MPI_COMM_MT = MPI_COMM_WORLD;
@@ -155,8 +156,7 @@ int COndexApp::Run1DShot()
     return 0;
 }
 
-// One process computes all shots of the job in turn.
-static int run_shots_alone(COndexApp& app)
+int Run3DShot(COndexApp& app, int nShot)
 {
     CCalc3D* pCalc = app.m_pCalc3D;
     if (!pCalc)
@@ -164,40 +164,49 @@ static int run_shots_alone(COndexApp& app)
         u_Error("Error! Computation object not being created.\n");
         return 1;
     }
+    app.m_nActiveShot = nShot;
+    if (!pCalc->IsCalcNeeded(nShot))
+        return 0;
+    int r = pCalc->GenerateSignal();
+    if (r != 0)
+        return r;
+    r = pCalc->PrepareSource(nShot, app.m_Survey, false);
+    if (r == -31 || r == -35)
+        return 0;   // outside the computation zone, or no active point
+    if (r != 0)
+        return r;
+    r = pCalc->InitDecomposition();
+    if (r != 0)
+        return r;
+    if (pCalc->AllocateMemory(false, false) != 0)
+        return -1;
+    r = pCalc->InitModel();
+    if (r != 0)
+        return r;
+    if (pCalc->AllocateMemorySeismogram() != 0)
+        return -1;
+    r = pCalc->Calculate();
+    if (r != 0)
+        return r;
+    r = pCalc->FreeMemory(true, true, false, false, false);
+    if (r != 0)
+        return r;
+    r = pCalc->SaveResults();
+    if (r != 0)
+        return r;
+    if (app.m_bBigSeismogram)
+        remove((const char*)app.GetBigSeisFileName());
+    return 0;
+}
+
+// One process computes all shots of the job in turn.
+static int run_shots_alone(COndexApp& app)
+{
     for (int nShot = app.m_nStartPoint; nShot <= app.m_nLastPoint; ++nShot)
     {
-        app.m_nActiveShot = nShot;
-        if (!pCalc->IsCalcNeeded(nShot))
-            continue;
-        int r = pCalc->GenerateSignal();
+        const int r = Run3DShot(app, nShot);
         if (r != 0)
             return r;
-        r = pCalc->PrepareSource(nShot, app.m_Survey, false);
-        if (r == -31 || r == -35)
-            continue;   // outside the computation zone, or no active point
-        if (r != 0)
-            return r;
-        r = pCalc->InitDecomposition();
-        if (r != 0)
-            return r;
-        if (pCalc->AllocateMemory(false, false) != 0)
-            return -1;
-        r = pCalc->InitModel();
-        if (r != 0)
-            return r;
-        if (pCalc->AllocateMemorySeismogram() != 0)
-            return -1;
-        r = pCalc->Calculate();
-        if (r != 0)
-            return r;
-        r = pCalc->FreeMemory(true, true, false, false, false);
-        if (r != 0)
-            return r;
-        r = pCalc->SaveResults();
-        if (r != 0)
-            return r;
-        if (app.m_bBigSeismogram)
-            remove((const char*)app.GetBigSeisFileName());
     }
     return 0;
 }

@@ -1,24 +1,274 @@
-// Master and worker sides of the shot queue of a cluster run.
-#include "base/Output.h"
-#include "run/OndexApp.h"
+// Master and worker sides of the shot queue of a cluster run. Node 0 does no
+// modelling: it sizes the groups from a memory probe and hands out shot
+// numbers one at a time as groups become free, so a slow shot does not hold
+// up the others. Only small integers travel; data never pass the master.
+#include <vector>
 
-// Not built yet: a cluster run stops with a clear message instead of
-// computing nothing. Workers get no message and would wait, so the master
-// also tells each of them to stop ({-1, -1}, tag 32) before giving up.
+#include "base/Output.h"
+#include "engine3d/Calc3D.h"
+#include "run/OndexApp.h"
+#include "run/ShotRoad.h"
+
+namespace
+{
+const int kTagShot = 30;
+const int kTagReport = 31;
+const int kTagGroup = 32;
+
+void send_int(int nValue, int nDest, int nTag)
+{
+    MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT);
+}
+
+// {-1, -1}: stop at once, before touching the engine.
+void stop_workers(int nWorkers)
+{
+    for (int r = 1; r <= nWorkers; ++r)
+    {
+        int msg[2] = {-1, -1};
+        MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+    }
+}
+
+// A memory figure in MB as the partition report shows it.
+void print_memory(const char* pszLong, const char* pszShort, double x)
+{
+    if (x < 100.0)
+        u_Print("%s", pszShort);
+    else
+        u_Print(pszLong, (int)(x / 10 + 1) * 10);
+}
+} // namespace
+
 int COndexApp::MPI_RunMaster()
 {
-    u_Error("Error! The master node (MPI_RunMaster) is not available in this build.\n");
-    int stop[2] = {-1, -1};
-    for (int r = 1; r < g_nSize; ++r)
-        MPI_Send(stop, 2, MPI_INT, r, 32, MPI_COMM_MT);
-    return -1;
+    const int W = g_nSize - 1;
+    const int R = m_nLastPoint - m_nStartPoint + 1;
+    CCalc3D* pCalc = m_pCalc3D;
+    if (!pCalc)
+    {
+        u_Error("Error! Computation object not being created.\n");
+        stop_workers(W);
+        return -1;
+    }
+
+    // Neighbouring shots have like grids: every tenth shot is enough.
+    u_Print("Probing for maximum needed memory for the simulation...\n");
+    double M = 0.0;
+    for (int nShot = m_nStartPoint; nShot <= m_nLastPoint; nShot += 10)
+    {
+        int r = pCalc->GenerateSignal();
+        if (r == 0)
+            r = pCalc->PrepareSource(nShot, m_Survey, true);
+        if (r == -31 || r == -35)
+            continue;
+        if (r == 0)
+            r = pCalc->AllocateMemory(true, true);
+        if (r == -31 || r == -35)
+            continue;
+        if (r != 0)
+        {
+            stop_workers(W);
+            return -1;
+        }
+        if (m_fMemNeeded > M)
+            M = m_fMemNeeded;
+    }
+
+    double A = m_fMemAvailable * 0.9;
+    if (m_nMemoryLimit > 0)
+    {
+        u_Warning("Memory limit is set. Assuming %d MB available per node instead of actual %g MB\n",
+                  m_nMemoryLimit, A);
+        A = m_nMemoryLimit;
+    }
+    int g = 1;
+    if (M > A && A > 0)
+        g = (int)(M / A) + 1;
+    if (m_nGroupSize > 0)
+        g = m_nGroupSize;
+    m_nGroupSize = g;
+    int G = g > 0 ? W / g : 0;
+
+    std::vector<int> vLeaders;
+    if (g <= 1)
+    {
+        for (int r = 1; r <= W; ++r)
+        {
+            vLeaders.push_back(r);
+            int msg[2] = {1, 0};
+            MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+        }
+    }
+    else
+    {
+        u_LinePrint(" MPI Distributed Computing ");
+        if (A > 0)
+        {
+            print_memory("Maximum Total Memory Needed   = %d MB\n", "Maximum Total Memory Needed   < 100 MB\n", M);
+            print_memory("Memory Available on each Node = %d MB\n", "Memory Available on each Node < 100 MB\n", A);
+            print_memory("Maximum Memory Per Node       = %d MB\n", "Maximum Memory Per Node       < 100 MB\n",
+                         M / g);
+        }
+        u_Print("MPI Total Number of Nodes     = %d\n", W);
+        u_Print("MPI Nodes Per Group           = %d\n", g);
+        if (g > W)
+        {
+            u_Error("Error! Total cluster memory on %d nodes is not enough to run the computations.\nPlease, either "
+                    "increase the number of worker nodes or use bigger spacial steps.\n",
+                    W);
+            stop_workers(W);
+            return -1;
+        }
+        u_Print("MPI Total Number of Groups    = %d\n", G);
+        u_Line();
+        u_LinePrint(" MPI Partitioning ");
+        u_Print("  Rank    |  Group # | Group Size | Group Rank\n");
+        // The last group takes all workers that do not make a full group.
+        int nCount = 0;
+        int nLeader = 0;
+        for (int r = 1; r <= W; ++r)
+        {
+            if (nCount < G && (r - 1) % g == 0)
+            {
+                vLeaders.push_back(r);
+                ++nCount;
+                nLeader = r;
+            }
+            const int nSize = (nCount == G) ? g + W % g : g;
+            const int nRank = r - nLeader;
+            u_Print("%9d |%9d |%11d |%11d\n", r, nCount, nSize, nRank);
+            int msg[2] = {nSize, nRank};
+            MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+        }
+        u_Line();
+    }
+
+    if (g <= 1)
+        u_Print("Running as a Master Node! Assign jobs from %d to %d\n", m_nStartPoint, m_nLastPoint);
+    else
+        u_Print("Running as a Supervisor Node! Assign jobs from %d to %d\n", m_nStartPoint, m_nLastPoint);
+    PrintModelingMethod();
+
+    // Surplus groups end at once.
+    while (G > R && G > 0)
+    {
+        if (g <= 1)
+            u_Print("Worker %d - nothing to do!\n", G);
+        else
+            u_Print("Group %d - nothing to do!\n", G);
+        send_int(-1, vLeaders[G - 1], kTagShot);
+        --G;
+    }
+
+    int nNext = m_nStartPoint;
+    int nRemaining = R > 0 ? R : 0;
+    int nAtWork = 0;
+    while (nRemaining > 0 && nAtWork < G)
+    {
+        send_int(nNext++, vLeaders[nAtWork], kTagShot);
+        ++nAtWork;
+        --nRemaining;
+    }
+
+    int nDone = 0;
+    while (nAtWork > 0)
+    {
+        int nReport = 0;
+        MPI_Status st;
+        MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, kTagReport, MPI_COMM_MT, &st);
+        const int nSource = st.MPI_SOURCE;
+        if (nReport < 0)
+        {
+            u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
+            if (nReport == -1000)
+                return -1000;
+            // A single worker failed; it has ended. No more shots go out:
+            // the others finish their shot and are told to stop.
+            --nAtWork;
+            for (; nAtWork > 0; --nAtWork)
+            {
+                MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, kTagReport, MPI_COMM_MT, &st);
+                if (nReport < 0)
+                    u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
+                else
+                    send_int(-1, st.MPI_SOURCE, kTagShot);
+            }
+            return -2;
+        }
+        ++nDone;
+        if (m_bDebug)
+            u_Print("%d of %d jobs!\n", nDone, R);
+        u_Percent_master(R, nDone, nReport, nSource);
+        if (nRemaining > 0)
+        {
+            send_int(nNext++, nSource, kTagShot);
+            --nRemaining;
+        }
+        else
+        {
+            send_int(-1, nSource, kTagShot);
+            --nAtWork;
+        }
+    }
+    return 0;
 }
 
 int COndexApp::MPI_RunSlave()
 {
-    // The master above sends {-1, -1}: take it so the exchange completes.
+    u_Print("I'm a Worker Node.\n");
     int msg[2] = {0, 0};
-    MPI_Recv(msg, 2, MPI_INT, 0, 32, MPI_COMM_MT, MPI_STATUS_IGNORE);
-    u_Error("Error! The worker node (MPI_RunSlave) is not available in this build.\n");
-    return -1;
+    MPI_Recv(msg, 2, MPI_INT, 0, kTagGroup, MPI_COMM_MT, MPI_STATUS_IGNORE);
+    if (msg[0] < 0 || msg[1] < 0)
+        return -1;
+    m_nGroupSize = msg[0];
+    m_nGroupRank = msg[1];
+    const int nSize = m_nGroupSize;
+    const int nRank = m_nGroupRank;
+    const bool bTalksToMaster = nSize <= 1 || nRank == 0;
+    if (nSize > 1)
+    {
+        if (nRank == 0)
+            u_Print("I'm a Group Leader. My group's size is %d (Nodes from #%d to #%d).\n", nSize, g_nNode,
+                    g_nNode + nSize - 1);
+        else
+            u_Print("I'm a Group Slave #%d (of %d). My boss's node is #%d.\n", nRank, nSize - 1, g_nNode - nRank);
+    }
+
+    for (;;)
+    {
+        int nShot = -1;
+        if (bTalksToMaster)
+        {
+            MPI_Recv(&nShot, 1, MPI_INT, 0, kTagShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+            // The members hear of the shot before anything else is done.
+            for (int n = g_nNode + 1; nSize > 1 && n <= g_nNode + nSize - 1; ++n)
+                send_int(nShot, n, kTagShot);
+        }
+        else
+        {
+            MPI_Recv(&nShot, 1, MPI_INT, g_nNode - nRank, kTagShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        }
+        if (nShot < 0)
+            return 0;   // no more work
+        u_Print("Received to calculate shot #%d!\n", nShot);
+
+        const int r = Run3DShot(*this, nShot);
+        if (r == 0)
+        {
+            if (bTalksToMaster)
+                send_int(nShot, 0, kTagReport);
+            continue;
+        }
+        if (nSize <= 1)
+        {
+            send_int(-1, 0, kTagReport);
+            return -1;
+        }
+        // A group cannot go on with a member missing: the whole run stops.
+        if (m_bDebug)
+            u_Print("DEBUG: Run3DShot returned %d.\n", r);
+        send_int(-1000, 0, kTagReport);
+        return -1;
+    }
 }
