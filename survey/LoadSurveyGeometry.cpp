@@ -23,36 +23,8 @@ int COndexApp::LoadSurveyGeometry()
     if (nResult)
         return nResult;
 
-    const int nMin = m_Survey.GetMinShot();
-    const int nMax = m_Survey.GetMaxShot();
-    if (m_nFirstPoint == 0 || m_nLastPoint == 0)
-    {
-        m_nFirstPoint = nMin;
-        m_nLastPoint = nMax;
-    }
-    else
-    {
-        if (m_nFirstPoint > nMax)
-        {
-            u_Error("Error! Incorrect range of shot points specified (%d..%d). Maximal shot point number is %d.\n",
-                    m_nFirstPoint, m_nLastPoint, nMax);
-            u_Print("The computation is stopped.\n");
-            return 1;
-        }
-        if (m_nLastPoint > nMax)
-            m_nLastPoint = nMax;
-    }
-
-    if (m_nFirstPoint > m_nLastPoint)
-    {
-        u_Error("Error! Incorrect range of shot points specified (%d..%d). Real range is (%d..%d)\n", m_nFirstPoint,
-                m_nLastPoint, nMin, nMax);
-        u_Print("The computation is stopped.\n");
+    if (m_Survey.CheckShotRange(m_nFirstPoint, m_nLastPoint, m_nStartPoint))
         return 1;
-    }
-
-    if (m_nStartPoint == 0 || m_nStartPoint < m_nFirstPoint || m_nStartPoint > m_nLastPoint)
-        m_nStartPoint = m_nFirstPoint;
 
     if (m_pCalc3D->ValidateCommon())
         return 1;

@@ -114,3 +114,41 @@ int CSurvey3D::GetRcvFileId(int i)
         return -1;
     return m_vFileId[i];
 }
+
+int CSurvey3D::CheckShotRange(int& nFirst, int& nLast, int& nStart)
+{
+    const int nMin = GetMinShot();
+    const int nMax = GetMaxShot();
+    if (nFirst == 0 || nLast == 0)
+    {
+        nFirst = nMin;
+        nLast = nMax;
+    }
+    else
+    {
+        if (nFirst > nMax)
+        {
+            u_Error("Error! Incorrect range of shot points specified (%d..%d). Maximal shot point number is %d.\n",
+                    nFirst, nLast, nMax);
+            u_Print("The computation is stopped.\n");
+            return 1;
+        }
+        if (nLast > nMax)
+            nLast = nMax;
+    }
+
+    // A negative shot number (possible from the command line) would mean
+    // "the whole survey" to SetActiveShot: refused like a reversed range.
+    if (nFirst > nLast || nFirst < 0 || nLast < 0)
+    {
+        u_Error("Error! Incorrect range of shot points specified (%d..%d). Real range is (%d..%d)\n", nFirst, nLast,
+                nMin, nMax);
+        u_Print("The computation is stopped.\n");
+        return 1;
+    }
+
+    // A start from the command line or from Recovery.dat survives inside the range.
+    if (nStart == 0 || nStart < nFirst || nStart > nLast)
+        nStart = nFirst;
+    return 0;
+}

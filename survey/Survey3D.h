@@ -57,6 +57,10 @@ public:
     int GetMaxShot();
     // True when shots are known by their ids (see GetMinShot).
     bool ShotsById() const;
+    // The job's shot range against the survey (LoadSurveyGeometry): a zero
+    // first or last takes the whole survey, a last beyond it is brought down,
+    // a start outside the range becomes the first. 0, or 1 with the message.
+    int CheckShotRange(int& nFirst, int& nLast, int& nStart);
 
     // Active shot: 0 success, 1 failure, -35 shot skipped (unknown id).
     // nShot < 0 activates the whole survey: every receiver once.
