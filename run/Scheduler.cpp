@@ -7,6 +7,7 @@
 #include "base/Output.h"
 #include "engine3d/Calc3D.h"
 #include "run/OndexApp.h"
+#include "run/Scheduler.h"
 #include "run/ShotRoad.h"
 
 namespace
@@ -39,6 +40,41 @@ void print_memory(const char* pszLong, const char* pszShort, double x)
         u_Print(pszLong, (int)(x / 10 + 1) * 10);
 }
 } // namespace
+
+int ChooseGroupSize(double dNeededMB, double dAvailableMB, int nJobGroupSize)
+{
+    int g = 1;
+    if (dNeededMB > dAvailableMB && dAvailableMB > 0)
+        g = (int)(dNeededMB / dAvailableMB) + 1;
+    if (nJobGroupSize > 0)
+        g = nJobGroupSize;
+    return g;
+}
+
+void PlanGroups(int nWorkers, int g, std::vector<SGroupSlot>& vSlots, std::vector<int>& vLeaders)
+{
+    vSlots.clear();
+    vLeaders.clear();
+    if (g < 1 || g > nWorkers)
+        return;
+    const int G = nWorkers / g;
+    int nCount = 0;
+    int nLeader = 0;
+    for (int r = 1; r <= nWorkers; ++r)
+    {
+        if (nCount < G && (r - 1) % g == 0)
+        {
+            vLeaders.push_back(r);
+            ++nCount;
+            nLeader = r;
+        }
+        SGroupSlot s;
+        s.nGroup = nCount;
+        s.nSize = (nCount == G) ? g + nWorkers % g : g;
+        s.nRank = r - nLeader;
+        vSlots.push_back(s);
+    }
+}
 
 int COndexApp::MPI_RunMaster()
 {
@@ -82,11 +118,7 @@ int COndexApp::MPI_RunMaster()
                   m_nMemoryLimit, A);
         A = m_nMemoryLimit;
     }
-    int g = 1;
-    if (M > A && A > 0)
-        g = (int)(M / A) + 1;
-    if (m_nGroupSize > 0)
-        g = m_nGroupSize;
+    const int g = ChooseGroupSize(M, A, m_nGroupSize);
     m_nGroupSize = g;
     int G = g > 0 ? W / g : 0;
 
@@ -125,20 +157,13 @@ int COndexApp::MPI_RunMaster()
         u_LinePrint(" MPI Partitioning ");
         u_Print("  Rank    |  Group # | Group Size | Group Rank\n");
         // The last group takes all workers that do not make a full group.
-        int nCount = 0;
-        int nLeader = 0;
+        std::vector<SGroupSlot> vSlots;
+        PlanGroups(W, g, vSlots, vLeaders);
         for (int r = 1; r <= W; ++r)
         {
-            if (nCount < G && (r - 1) % g == 0)
-            {
-                vLeaders.push_back(r);
-                ++nCount;
-                nLeader = r;
-            }
-            const int nSize = (nCount == G) ? g + W % g : g;
-            const int nRank = r - nLeader;
-            u_Print("%9d |%9d |%11d |%11d\n", r, nCount, nSize, nRank);
-            int msg[2] = {nSize, nRank};
+            const SGroupSlot& s = vSlots[r - 1];
+            u_Print("%9d |%9d |%11d |%11d\n", r, s.nGroup, s.nSize, s.nRank);
+            int msg[2] = {s.nSize, s.nRank};
             MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
         }
         u_Line();
