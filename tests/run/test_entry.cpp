@@ -1,0 +1,170 @@
+// The program as a whole: exit status, closing lines, command line shots,
+// a merge task, and several processes under mpiexec.
+#include <cstring>
+#include <memory>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include "RunTestUtil.h"
+#include "engine3d/Calc3D.h"
+#include "files/SdsPC.h"
+#include "files/SegyFormat.h"
+#include "run/OndexApp.h"
+
+namespace
+{
+const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
+
+const char kMergeJob[] =
+    "[TASK]\ntaskType = merge\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = res\n"
+    "Model Name = vp.sgy\n[Survey]\nt0 = 0\nt1 = 0.02\ndt = 0.004\n[Mesh]\ndx = 10\ndt = 0.001\n"
+    "[Source]\nFrequency = 20\n";
+
+bool Exists(const std::string& name)
+{
+    struct stat st;
+    return stat(name.c_str(), &st) == 0;
+}
+
+class Entry : public RunTempDir
+{
+protected:
+    void SetUp() override
+    {
+        RunTempDir::SetUp();
+        if (!Exists(kProgram))
+            GTEST_SKIP() << "the program is not built: " << kProgram;
+    }
+    // Runs a command line in the working directory; stdout and stderr into
+    // out.txt. Returns the exit status (-1 when it did not exit normally).
+    int Run(const std::string& cmd)
+    {
+        const int st = system((cmd + " > out.txt 2>&1").c_str());
+        m_out = ReadFile("out.txt");
+        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    }
+    // Per-shot gathers of component Z for the given shots, named as the
+    // engine names them for this job.
+    void WriteShotFiles(int nFirst, int nLast, int nTraces)
+    {
+        COndexApp app;
+        ASSERT_EQ(app.ReadTask("runtask.ini"), 0);
+        ASSERT_NE(app.m_pCalc3D, nullptr);
+        const CString strTemplate = app.m_pCalc3D->GetFileName(0, 'Z', true, false, 0.0);
+        m_merged = (const char*)app.m_pCalc3D->GetFileName(0, 'Z', false, true, 0.0);
+        for (int n = nFirst; n <= nLast; ++n)
+        {
+            CString strName(0, strTemplate, n);
+            FILE* f = fopen(strName, "wb");
+            ASSERT_NE(f, nullptr) << (const char*)strName;
+            CSdsPC w;
+            double T[3] = {0.0, 20.0, 4.0};
+            SGY_FILEHEADER fh = w.CreateSGYHeaderFile(nTraces, T, DU_MSEC, 0);
+            fwrite(&fh, sizeof(fh), 1, f);
+            for (int i = 0; i < nTraces; ++i)
+            {
+                SDS_TRACEINFO info;
+                memset(&info, 0, sizeof(info));
+                info.fRecX = 10.0f * i;
+                info.nPart = n;
+                int p[2] = {i + 1, i + 1};
+                SGY_TRACEHEADER th = w.CreateSGYHeaderTrace(p, info, T, DU_MSEC);
+                fwrite(&th, sizeof(th), 1, f);
+                unsigned char b[4];
+                for (int k = 0; k < 6; ++k)
+                {
+                    EncodeIBMFloat((float)(n + k), b);
+                    fwrite(b, 4, 1, f);
+                }
+            }
+            fclose(f);
+            m_shotFiles.push_back((const char*)strName);
+        }
+    }
+    std::string m_out;
+    std::string m_merged;
+    std::vector<std::string> m_shotFiles;
+};
+
+TEST_F(Entry, MissingJobFile)
+{
+    EXPECT_EQ(Run(kProgram), 255);   // -1
+    EXPECT_NE(m_out.find("The program has finised with result -1.\n"), std::string::npos) << m_out;
+    EXPECT_TRUE(LogHas("The job specification file 'runtask.ini' is not read!\n\n"));
+    EXPECT_TRUE(LogHas("3D 64-bit Computation Engine version 9.0.9 running on 64-bit Linux/MPI\n"));
+}
+
+TEST_F(Entry, RejectedJobPrintsNoClosingLines)
+{
+    WriteFile("runtask.ini", "[TASK]\ntaskType = simulate\n");
+    EXPECT_EQ(Run(kProgram), 255);
+    EXPECT_FALSE(LogHas("Elapsed Time: "));
+    EXPECT_FALSE(LogHas("Simulation finished successfully."));
+}
+
+TEST_F(Entry, MergeTaskJoinsTheShotFiles)
+{
+    WriteFile("runtask.ini", kMergeJob);
+    WriteShotFiles(1, 2, 3);
+    // Shots 1..2 from the command line (argv[2], argv[3]); argv[1] is not looked at.
+    EXPECT_EQ(Run(kProgram + " ignored 1 2"), 0) << m_out;
+    EXPECT_NE(m_out.find("The program has finised with result 0.\n"), std::string::npos) << m_out;
+    EXPECT_TRUE(LogHas("Merging component 'X'...\n"));
+    EXPECT_TRUE(LogHas("Merging component 'C'...\n"));
+    EXPECT_TRUE(LogHas("Simulation finished successfully.\n"));
+    EXPECT_TRUE(LogHas("Elapsed Time: "));
+    // A merge task keeps the per-shot files.
+    for (const std::string& s : m_shotFiles)
+        EXPECT_TRUE(Exists(s)) << s;
+    const std::string data = ReadFile(m_merged.c_str());
+    ASSERT_EQ(data.size(), 3600u + 6 * (240 + 24)) << m_merged;
+    const unsigned char* h = (const unsigned char*)data.data();
+    EXPECT_EQ((h[3212] << 8) | h[3213], 6);
+}
+
+TEST_F(Entry, ShotsBeyondTheFilesAreSkipped)
+{
+    WriteFile("runtask.ini", kMergeJob);
+    WriteShotFiles(1, 1, 2);
+    EXPECT_EQ(Run(kProgram + " x 1 3"), 0) << m_out;
+    EXPECT_TRUE(LogHas(". Skipped.\n"));
+    const std::string data = ReadFile(m_merged.c_str());
+    EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
+}
+
+TEST_F(Entry, ThreeArgumentsLeaveTheShotsToTheJob)
+{
+    // With "x 5" only, argc is 3: no shots from the command line, and the job
+    // has none either, so the merge covers shot 0 to 0.
+    WriteFile("runtask.ini", kMergeJob);
+    WriteShotFiles(5, 5, 1);
+    EXPECT_EQ(Run(kProgram + " x 5"), 0) << m_out;
+    const std::string data = ReadFile(m_merged.c_str());
+    EXPECT_EQ(data.size(), 3600u) << "shot 5 is not part of the range";
+}
+
+TEST_F(Entry, SeveralProcessesSkipDeviceCountDetection)
+{
+    if (system("command -v mpiexec > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mpiexec";
+    WriteFile("runtask.ini", std::string(kMergeJob) + "[MPI]\nSkip Device Count Detection = 1\n");
+    WriteShotFiles(1, 2, 1);
+    EXPECT_EQ(Run("mpiexec -n 3 " + kProgram + " x 1 2"), 0) << m_out;
+    // Only world rank 0 prints the end, and the console shows node 0 alone.
+    EXPECT_EQ(m_out.find("The program has finised with result 0.\n"), m_out.rfind("The program has finised"))
+        << m_out;
+    EXPECT_NE(m_out.find("{0}: "), std::string::npos);
+    EXPECT_EQ(m_out.find("{1}: "), std::string::npos);
+    EXPECT_EQ(m_out.find("{2}: "), std::string::npos);
+    // Every node closes in its own log; only node 0 merges.
+    for (int n = 0; n < 3; ++n)
+    {
+        const std::string log = ReadFile(("Ondex-" + std::to_string(n) + ".log").c_str());
+        EXPECT_NE(log.find("Elapsed Time: "), std::string::npos) << n;
+        EXPECT_EQ(log.find("Merging component") != std::string::npos, n == 0) << n;
+    }
+    const std::string data = ReadFile(m_merged.c_str());
+    EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
+}
+} // namespace
