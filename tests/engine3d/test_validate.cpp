@@ -1,0 +1,440 @@
+// Job validation and the grid of a shot: cell counts, snapping, Margin,
+// cube completion from the model file, cell lookup and user areas.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FakeEngine.h"
+#include "files/SdsPC.h"
+#include "files/sdspc_testutil.h"
+
+namespace
+{
+
+using sdspc_test::TempDir;
+
+struct GridFixture
+{
+    std::unique_ptr<COndexApp> app;
+    std::unique_ptr<CFakeEngine> eng;
+
+    GridFixture()
+    {
+        app.reset(new COndexApp());
+        app->m_Type = 102;
+        app->m_t0 = 0.0;
+        app->m_t1 = 1.0;
+        app->m_dt = 0.002;
+        app->m_strModelPW = "/nonexistent/ondex/vp.sgy";   // opening it would fail
+        eng.reset(new CFakeEngine(*app));
+        eng->m_dx = 10.0;
+        eng->m_dt = 0.001;
+        eng->m_nTaper = 26;
+        eng->m_nHalo = 2;
+        eng->m_cubeModel = CCubeR(0, 0, 0, 1000, 1000, 500);
+        eng->m_cubeSurvey = CCubeR(400, 400, 0, 600, 600, 0);
+    }
+};
+
+// Cells along an axis for the span a..b with step dx and strip N, written
+// out by hand from the layout: whole steps inside, the strip on both sides.
+struct AxisCase
+{
+    double a, b, dx;
+    int N;
+    int nExpected;        // cells
+    double bExpected;     // snapped high edge
+};
+
+TEST(ShotGrid, CellCountsOnAndOffTheStep)
+{
+    const AxisCase cases[] = {
+        {0, 1000, 10, 26, 100 + 52 + 1, 1000},     // on the step
+        {0, 1005, 10, 26, 100 + 52 + 1, 1000},     // half a step over: moved down
+        {0, 1009.5, 10, 26, 100 + 52 + 1, 1000},   // almost a whole step over
+        {100, 104, 10, 26, 53, 100},               // shorter than one step: one cell thick
+        {-500, 250, 2.5, 38, 300 + 76 + 1, 250},   // negative origin, fine step
+        {20, 20, 5, 23, 47, 20},                   // a single plane
+    };
+    for (const AxisCase& c : cases)
+    {
+        GridFixture f;
+        f.eng->m_dx = c.dx;
+        f.eng->m_nTaper = c.N;
+        // The same span on x, a fixed one on y and z, to see the axes apart.
+        f.eng->m_cubeModel = CCubeR(c.a, 0, 0, c.b, 10 * c.dx, 4 * c.dx);
+        ASSERT_EQ(f.eng->BuildShotGrid(), 0) << c.a << ".." << c.b;
+        EXPECT_EQ(f.eng->m_nx, c.nExpected) << c.a << ".." << c.b;
+        EXPECT_EQ(f.eng->m_ny, 10 + 2 * c.N + 1);
+        EXPECT_EQ(f.eng->m_nz, 4 + 2 * c.N + 1);
+        EXPECT_DOUBLE_EQ(f.eng->m_cubeSim.x0, c.a);
+        EXPECT_DOUBLE_EQ(f.eng->m_cubeSim.x1, c.bExpected);
+        EXPECT_DOUBLE_EQ(f.eng->m_cubeGrid.x0, c.a - c.N * c.dx);
+        EXPECT_DOUBLE_EQ(f.eng->m_cubeGrid.x1, c.bExpected + c.N * c.dx);
+        // The grid's end is its last cell: (g1 - g0) / dx + 1 cells.
+        EXPECT_NEAR((f.eng->m_cubeGrid.x1 - f.eng->m_cubeGrid.x0) / c.dx + 1, c.nExpected, 1e-9);
+    }
+}
+
+TEST(ShotGrid, RecordRangeAndSeismogramLength)
+{
+    GridFixture f;
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    EXPECT_DOUBLE_EQ(f.eng->m_tEnd, 1.0);
+    EXPECT_EQ(f.eng->m_nSeisLen, (size_t)501);   // 0..1 s every 2 ms
+    EXPECT_EQ(f.eng->m_nSeisPos, (size_t)0);
+}
+
+TEST(ShotGrid, MarginCutsOnlyXAndY)
+{
+    GridFixture f;
+    f.eng->m_cubeModel = CCubeR(0, 0, 0, 2000, 2000, 1000);
+    f.eng->m_cubeSurvey = CCubeR(900, 950, 0, 1100, 1050, 10);
+    f.eng->m_dMargin = 200;
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    // Survey grown by 200 m, the whole model depth kept.
+    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(700, 750, 0, 1300, 1250, 1000));
+    EXPECT_DOUBLE_EQ(f.eng->m_cubeSurvey.z0, 0);
+    EXPECT_DOUBLE_EQ(f.eng->m_cubeSurvey.z1, 1000);
+    EXPECT_EQ(f.eng->m_nx, 60 + 53);
+    EXPECT_EQ(f.eng->m_ny, 50 + 53);
+    EXPECT_EQ(f.eng->m_nz, 100 + 53);
+
+    // At the model's edge the margin is cut by the model.
+    f.eng->m_cubeSurvey = CCubeR(0, 1900, 0, 50, 2000, 0);
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(0, 1700, 0, 250, 2000, 1000));
+
+    // A survey beside the model does not meet it.
+    f.eng->m_cubeSurvey = CCubeR(3000, 3000, 0, 3100, 3100, 0);
+    EXPECT_EQ(f.eng->BuildShotGrid(), -30);
+}
+
+TEST(ShotGrid, NoMarginKeepsTheModelWithoutOpeningTheFile)
+{
+    GridFixture f;   // the P velocity file does not exist
+    f.eng->m_cubeSurvey = CCubeR(5000, 5000, 0, 5000, 5000, 0);   // not even inside
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(0, 0, 0, 1000, 1000, 500));
+}
+
+TEST(ShotGrid, BadStepsAndRecordRange)
+{
+    struct
+    {
+        double dx, dt, t0, t1;
+        int nExpected;
+    } cases[] = {
+        {0.0, 0.001, 0, 1, -100},
+        {-5.0, 0.001, 0, 1, -100},
+        {10.0, 0.0, 0, 1, -101},
+        {10.0, -0.001, 0, 1, -101},
+        {10.0, 0.001, 0, 0, -104},
+        {10.0, 0.001, 0.5, 0.5, -104},
+        {10.0, 0.001, 0.6, 0.5, -104},
+        {10.0, 0.001, -0.1, 0.5, 0},
+    };
+    for (const auto& c : cases)
+    {
+        GridFixture f;
+        f.eng->m_dx = c.dx;
+        f.eng->m_dt = c.dt;
+        f.app->m_t0 = c.t0;
+        f.app->m_t1 = c.t1;
+        EXPECT_EQ(f.eng->BuildShotGrid(), c.nExpected) << c.dx << " " << c.dt << " " << c.t0 << " " << c.t1;
+    }
+}
+
+TEST(ShotGrid, TimeFieldNeverFinerThanTheGrid)
+{
+    GridFixture f;
+    f.eng->m_nTimeField = 1;
+    f.eng->m_dTimeDx = 5.0;    // finer than dx: raised to 10
+    f.eng->m_dTimeDy = 40.0;
+    f.eng->m_dTimeDz = 30.0;
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    EXPECT_DOUBLE_EQ(f.eng->m_dTimeDx, 10.0);
+    EXPECT_EQ(f.eng->m_nTimeNx, 101);
+    EXPECT_EQ(f.eng->m_nTimeNy, 26);
+    EXPECT_EQ(f.eng->m_nTimeNz, 17);   // 500 / 30 = 16.7
+}
+
+// A 2 x 2 P velocity file: traces at x 1000, 1025 and y 200, 250; 31
+// samples every 2 units from 0.
+static void WriteVelocityFile(const std::string& name)
+{
+    sdspc_test::RawSgy s = sdspc_test::LineSgy(4, 31, 5, true, [](int, int) { return 2000.0; });
+    const int xs[4] = {1000, 1025, 1000, 1025};
+    const int ys[4] = {200, 200, 250, 250};
+    for (int k = 0; k < 4; k++)
+    {
+        s.traces[k].srcX = s.traces[k].recX = xs[k];
+        s.traces[k].srcY = s.traces[k].recY = ys[k];
+    }
+    ASSERT_TRUE(sdspc_test::WriteBytes(name, sdspc_test::BuildSgy(s)));
+}
+
+TEST(ShotGrid, ModelCubeCompletedFromTheVelocityFile)
+{
+    TempDir d;
+    const std::string name = d / "vp.sgy";
+    WriteVelocityFile(name);
+    {
+        CSdsPC probe;
+        ASSERT_TRUE(probe.OnOpen(name.c_str())) << "the file object cannot read the test file";
+    }
+
+    GridFixture f;
+    f.app->m_strModelPW = name.c_str();
+    f.eng->m_dx = 5.0;
+    f.eng->m_cubeModel = CCubeR();
+    f.eng->m_cubeModel.z0 = 10.0;   // only Z0 given: it stays
+    f.eng->m_cubeSurvey = CCubeR(1010, 210, 0, 1010, 210, 0);
+    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
+    EXPECT_EQ(f.eng->m_cubeModel, CCubeR(1000, 200, 10, 1025, 250, 60));
+    EXPECT_EQ(f.eng->m_nx, 5 + 53);
+    EXPECT_EQ(f.eng->m_ny, 10 + 53);
+    EXPECT_EQ(f.eng->m_nz, 10 + 53);
+
+    // The filled cube stays: the next shot does not need the file.
+    f.app->m_strModelPW = (d / "gone.sgy").c_str();
+    EXPECT_EQ(f.eng->BuildShotGrid(), 0);
+
+    GridFixture g;
+    g.eng->m_cubeModel = CCubeR();
+    EXPECT_EQ(g.eng->BuildShotGrid(), -3);
+}
+
+// A grid of 5 x 4 x 3 cells of 10 m from the origin.
+static void SmallGrid(CFakeEngine& e)
+{
+    e.m_dx = 10.0;
+    e.m_cubeGrid = CCubeR(0, 0, 0, 40, 30, 20);
+    e.m_nx = 5;
+    e.m_ny = 4;
+    e.m_nz = 3;
+}
+
+TEST(ShotGrid, GetPtShiftRoundsToTheNearestCell)
+{
+    GridFixture f;
+    SmallGrid(*f.eng);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct
+    {
+        double x, y, z;
+        size_t nExpected;
+    } cases[] = {
+        {0, 0, 0, 0},            // first cell: 0, like an error
+        {4.99, 0, 0, 0},
+        {5.0, 0, 0, 1},          // half way goes up
+        {14.99, 0, 0, 1},
+        {15.0, 0, 0, 2},
+        {10, 10, 10, (1 * 4 + 1) * 5 + 1},
+        {40, 30, 20, 59},        // last cell
+        {44.9, 34.9, 24.9, 59},
+        {40, 30, 25, 0},         // a plane beyond the grid
+        {-4, 10, 0, 5},          // rounds to cell 0 of the row
+        {-16, 10, 0, 0},         // a negative cell
+        {10, -16, 0, 0},
+        {nan, 0, 0, 0},
+        {1e300, 0, 0, 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(f.eng->GetPtShift(C3DPointR(c.x, c.y, c.z)), c.nExpected) << c.x << "," << c.y << "," << c.z;
+}
+
+TEST(ShotGrid, UserAreasAloneAndInADepthGroup)
+{
+    GridFixture f;
+    CFakeEngine& e = *f.eng;
+    e.m_dx = 10.0;
+    e.m_nTaper = 26;
+    e.m_nHalo = 2;
+    e.m_nx = 60;
+    e.m_ny = 70;
+    e.m_nz = 80;
+    e.m_cubeGrid = CCubeR(-260, -260, -260, 330, 430, 530);
+
+    struct
+    {
+        int nGroupSize, nRank;
+        double z0, z1;
+        int iz0, iz1;
+    } cases[] = {
+        {0, 0, 0, 270, 26, 53},    // alone
+        {1, 0, 0, 270, 26, 53},
+        {3, 0, 0, 510, 26, 77},    // first: full strip on top, halo below
+        {3, 1, -240, 510, 2, 77},  // middle: halos on both sides
+        {3, 2, -240, 270, 2, 53},  // last: halo on top, full strip below
+    };
+    for (const auto& c : cases)
+    {
+        f.app->m_nGroupSize = c.nGroupSize;
+        f.app->m_nGroupRank = c.nRank;
+        const CCubeR r = e.GetRealUserArea();
+        EXPECT_DOUBLE_EQ(r.x0, 0);
+        EXPECT_DOUBLE_EQ(r.x1, 70);
+        EXPECT_DOUBLE_EQ(r.y0, 0);
+        EXPECT_DOUBLE_EQ(r.y1, 170);
+        EXPECT_DOUBLE_EQ(r.z0, c.z0) << c.nGroupSize << "/" << c.nRank;
+        EXPECT_DOUBLE_EQ(r.z1, c.z1) << c.nGroupSize << "/" << c.nRank;
+        const CCubeN n = e.GetSampleUserArea();
+        EXPECT_EQ(n, CCubeN(c.iz0, 26, 26, c.iz1, 43, 33)) << c.nGroupSize << "/" << c.nRank;
+    }
+}
+
+// Rock (Vp 2000) from plane 30 down, air above; column x = 30 has no rock
+// at all.
+struct TracePointFixture : GridFixture
+{
+    std::vector<float> vp;
+    TracePointFixture()
+    {
+        CFakeEngine& e = *eng;
+        e.m_dx = 10.0;
+        e.m_nTaper = 26;
+        e.m_nx = e.m_ny = 60;
+        e.m_nz = 70;
+        e.m_cubeGrid = CCubeR(-260, -260, -260, 330, 330, 430);
+        vp.assign((size_t)e.m_nx * e.m_ny * e.m_nz, 0.0f);
+        for (int z = 30; z < e.m_nz; z++)
+            for (int y = 0; y < e.m_ny; y++)
+                for (int x = 0; x < e.m_nx; x++)
+                    if (x != 30)
+                        vp[((size_t)z * e.m_ny + y) * e.m_nx + x] = 2000.0f;
+        e.m_pVp = vp.data();
+    }
+    ~TracePointFixture() { eng->m_pVp = nullptr; }
+};
+
+TEST(ShotGrid, ValidateTracePointBoundsAndTheWalkToRock)
+{
+    TracePointFixture f;
+    CFakeEngine& e = *f.eng;
+    // User area: x, y 0..70, z 0..170; rock from z = (30 - 26) * 10 = 40.
+    struct
+    {
+        double x, y, z;
+        int nExpected;
+        double zAfter;
+    } cases[] = {
+        {-1, 10, 50, -1, 50},      // left of the area
+        {70, 10, 50, 0, 50},       // on the high edge
+        {80, 10, 50, 0, 50},       // one step beyond: still inside
+        {80.5, 10, 50, -1, 50},
+        {10, 80, 50, 0, 50},
+        {10, 81, 50, -1, 50},
+        {10, 10, -1, -1, -1},      // above the area
+        {10, 10, 171, -2, 171},    // below this node
+        {10, 10, 0, 0, 40},        // in the air: down to the rock
+        {10, 10, 38, 0, 38},       // rounds to the first rock cell: stays
+        {10, 10, 34, 0, 44},       // rounds to the last air cell: one step down
+        {80, 10, 0, -2, 40},       // rock found, but beyond the area's x edge
+        {40, 10, 0, -2, 180},      // x = 40 is cell 30: no rock in this column
+    };
+    for (const auto& c : cases)
+    {
+        C3DPointR pt(c.x, c.y, c.z);
+        EXPECT_EQ(e.ValidateTracePoint(pt), c.nExpected) << c.x << "," << c.y << "," << c.z;
+        if (c.nExpected != -1)
+        {
+            EXPECT_DOUBLE_EQ(pt.z, c.zAfter) << c.x << "," << c.y << "," << c.z;
+        }
+    }
+}
+
+struct CommonFixture
+{
+    std::unique_ptr<COndexApp> app;
+    std::unique_ptr<CFakeEngine> eng;
+    CommonFixture(int nMethod, int nSourceType, int nSurfType = 0)
+    {
+        app.reset(new COndexApp());
+        app->m_Type = nMethod;
+        app->m_dt = 0.002;
+        eng.reset(new CFakeEngine(*app));
+        eng->m_dx = 10.0;
+        eng->m_nSourceType = nSourceType;
+        eng->m_nSurfType = nSurfType;
+    }
+};
+
+TEST(ValidateCommon, AcousticRefusesDirectedSources)
+{
+    for (int nType = 0; nType <= 12; nType++)
+    {
+        CommonFixture f(101, nType, 1);
+        const bool bAllowed = nType <= 3 || nType == 7;
+        EXPECT_EQ(f.eng->ValidateCommon(), bAllowed ? 0 : -108) << "type " << nType;
+        CommonFixture g(102, nType, 1);
+        EXPECT_EQ(g.eng->ValidateCommon(), 0) << "elastic, type " << nType;
+    }
+}
+
+TEST(ValidateCommon, SuppressSVAndTheHardSource)
+{
+    struct
+    {
+        int nMethod, nType, nSurf;
+        bool bFile;
+        int nSignal;
+        bool bSuppressAfter;
+        int nTypeAfter;
+    } cases[] = {
+        {102, 0, 0, false, 0, false, 0},   // omnidirectional, invisible surface: no suppression
+        {103, 0, 0, false, 0, false, 0},
+        {102, 0, 1, false, 0, true, 0},    // free surface keeps it
+        {102, 3, 0, false, 0, true, 3},    // directed source keeps it
+        {101, 0, 0, false, 0, true, 7},    // plain acoustic Ricker: hard source
+        {101, 0, 1, false, 0, true, 0},
+        {101, 0, 0, true, 0, true, 0},     // a signal file: not hard
+        {101, 0, 0, false, 1, true, 0},
+        {101, 3, 0, false, 0, true, 3},
+    };
+    for (const auto& c : cases)
+    {
+        CommonFixture f(c.nMethod, c.nType, c.nSurf);
+        if (c.bFile)
+            f.eng->m_Signal.m_strFile = "wavelet.sgy";
+        f.eng->m_Signal.m_nSignal = c.nSignal;
+        ASSERT_EQ(f.eng->ValidateCommon(), 0);
+        EXPECT_EQ(f.eng->m_bSuppressSV, c.bSuppressAfter) << c.nMethod << " " << c.nType << " " << c.nSurf;
+        EXPECT_EQ(f.eng->m_nSourceType, c.nTypeAfter) << c.nMethod << " " << c.nType << " " << c.nSurf;
+    }
+}
+
+TEST(ValidateCommon, OutputScalers)
+{
+    struct
+    {
+        double dx, dtSeis;
+        int nCoor, nElev;
+    } cases[] = {
+        {10.0, 0.002, 1, 1},
+        {1.0, 0.004, 1, 1},
+        {0.5, 0.002, -100, 1},
+        {10.0, 0.0005, 1, -100},
+        {10.0, (double)0.001f, 1, 1},   // the float millisecond itself
+        {0.99, 0.0009, -100, -100},
+    };
+    const int nCoorSaved = CSdsPC::COOR_SCALER, nElevSaved = CSdsPC::ELEV_SCALER;
+    for (const auto& c : cases)
+    {
+        CommonFixture f(102, 1);
+        f.eng->m_dx = c.dx;
+        f.app->m_dt = c.dtSeis;
+        ASSERT_EQ(f.eng->ValidateCommon(), 0);
+        EXPECT_EQ(CSdsPC::COOR_SCALER, c.nCoor) << c.dx;
+        EXPECT_EQ(CSdsPC::ELEV_SCALER, c.nElev) << c.dtSeis;
+    }
+    CSdsPC::COOR_SCALER = nCoorSaved;
+    CSdsPC::ELEV_SCALER = nElevSaved;
+}
+
+} // namespace
