@@ -167,4 +167,26 @@ TEST_F(Entry, SeveralProcessesSkipDeviceCountDetection)
     const std::string data = ReadFile(m_merged.c_str());
     EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
 }
+
+TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
+{
+    if (system("command -v mpiexec > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mpiexec";
+    if (os::GetCPUCount() < 2)
+        GTEST_SKIP() << "one processor always takes the simple layout";
+    // No thread key: one process per machine besides the master, so of
+    // three processes on this machine world rank 2 is set aside.
+    WriteFile("runtask.ini", kMergeJob);
+    WriteShotFiles(1, 1, 1);
+    EXPECT_EQ(Run("mpiexec -n 3 " + kProgram + " x 1 1"), 0) << m_out;
+    EXPECT_NE(m_out.find("1 processes per node\n"), std::string::npos) << m_out;
+    EXPECT_NE(m_out.find("--Node: rank 1, "), std::string::npos) << m_out;
+    EXPECT_NE(m_out.find(", Active\n"), std::string::npos);
+    EXPECT_NE(m_out.find(", Passive\n"), std::string::npos) << m_out;
+    EXPECT_NE(m_out.find("Active process #1 has new rank #1!\n"), std::string::npos) << m_out;
+    EXPECT_EQ(m_out.find("Active process #2"), std::string::npos);
+    EXPECT_TRUE(Exists("Ondex-1.log"));
+    EXPECT_FALSE(Exists("Ondex-2.log")) << "a passive process does no work";
+    EXPECT_NE(m_out.find("The program has finised with result 0.\n"), std::string::npos);
+}
 } // namespace
