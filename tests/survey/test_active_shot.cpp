@@ -275,6 +275,9 @@ struct TensorCase
     int nTensors;
 };
 
+// Names the case in test listings; the default would dump its bytes.
+inline void PrintTo(const TensorCase& c, std::ostream* os) { *os << c.name; }
+
 const TensorCase kTensorCases[] = {
     {"some points without tensor",
      "0 0 10  0 0 0 0 0 7 1 1 1 0 0 0\n"

@@ -2,6 +2,8 @@
 // the all-zero tensor and the quirks of whitespace-separated scanning.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "survey/Survey3D.h"
 
 namespace
@@ -18,6 +20,9 @@ struct RowCase
     float k[6];
     int trace, file;
 };
+
+// Names the case in test listings; the default would dump its bytes.
+inline void PrintTo(const RowCase& c, std::ostream* os) { *os << c.name; }
 
 const RowCase kRows[] = {
     {"semicolon comment", "; 1 2 3 4 5 6", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},

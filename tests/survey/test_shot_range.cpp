@@ -16,6 +16,9 @@ struct RangeCase
     const char* message;
 };
 
+// Names the case in test listings; the default would dump its bytes.
+inline void PrintTo(const RangeCase& c, std::ostream* os) { *os << c.name; }
+
 const RangeCase kRanges[] = {
     {"nothing given takes the whole survey", false, 0, 0, 0, 0, 1, 5, 1, nullptr},
     {"a zero last replaces both", false, 3, 0, 0, 0, 1, 5, 1, nullptr},
