@@ -1,0 +1,350 @@
+// Shot preparation: survey points onto the grid of the shot, the skip and
+// failure codes, repeated cells, the source box, and the walk of points
+// down to the rock once the model is loaded.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FakeEngine.h"
+#include "files/sdspc_testutil.h"
+
+namespace
+{
+
+using sdspc_test::TempDir;
+
+// Rows "sx sy sz rx ry rz inline crossline id k11 k22 k33 k12 k13 k23 trace file".
+const char* const g_szSurveyByPosition =
+    "# shot 1: two receivers inside, one outside, one sharing a cell\n"
+    "500 500 0   100 500 0   1 11 -1  0 0 0 0 0 0  7 70\n"
+    "500 500 0  2000 500 0   2 12 -1  0 0 0 0 0 0  8 80\n"
+    "500 500 0   900 900 10  3 13 -1  0 0 0 0 0 0  9 90\n"
+    "500 500 0   902 901 12  4 14 -1  0 0 0 0 0 0  10 100\n"
+    "# shot 2: the source lies outside the model\n"
+    "5000 500 0  100 100 0   1 1\n"
+    "# shot 3: every receiver lies outside\n"
+    "500 100 0  3000 3000 0  1 1\n"
+    "500 100 0  -900 100 0   1 2\n"
+    "# shot 4: on the high x edge plus half a step: still inside\n"
+    "1005 500 0  100 100 0   1 1\n"
+    "# shot 5: one and a half steps beyond: outside\n"
+    "1015 500 0  100 100 0   1 1\n"
+    "# shot 6: at the low x edge of the model\n"
+    "0 500 0     100 500 0   1 1\n";
+
+// Shot 10 has three points of excitement, two of them in one cell; shot 30
+// one. Tensors (K11 = 1, 2, 3) for the fault slip runs.
+const char* const g_szSurveyById =
+    "500 500 0  100 500 0  1 1 10  1 0 0 0 0 0\n"
+    "501 500 0  100 500 0  1 1 10  2 0 0 0 0 0\n"
+    "600 500 0  100 500 0  1 1 10  3 0 0 0 0 0\n"
+    "500 500 0  200 500 0  1 1 30  4 0 0 0 0 0\n";
+
+// Shot 10 with a tensor on one point of two.
+const char* const g_szSurveyTensorsMissing =
+    "500 500 0  100 500 0  1 1 10  1 0 0 0 0 0\n"
+    "600 500 0  100 500 0  1 1 10\n";
+
+struct PrepareFixture
+{
+    TempDir dir;
+    std::unique_ptr<COndexApp> app;
+    std::unique_ptr<CFakeEngine> eng;
+    CSurvey3D survey;
+
+    // Model 0..1000 x 0..1000 x 0..500 m, 10 m cells, strip 26: a grid of
+    // 153 x 153 x 103 cells from -260 m.
+    PrepareFixture(const char* pszSurvey, bool bById = false, bool bFaultSlip = false)
+    {
+        app.reset(new COndexApp());
+        app->m_Type = 102;
+        app->m_t0 = 0.0;
+        app->m_t1 = 1.0;
+        app->m_dt = 0.002;
+        eng.reset(new CFakeEngine(*app));
+        eng->m_dx = 10.0;
+        eng->m_dt = 0.001;
+        eng->m_nTaper = 26;
+        eng->m_nHalo = 2;
+        eng->m_tStart = -0.1;
+        eng->m_cubeModel = CCubeR(0, 0, 0, 1000, 1000, 500);
+        if (bFaultSlip)
+            eng->m_nSourceType = 10;
+
+        const std::string name = dir / "survey.txt";
+        FILE* fp = fopen(name.c_str(), "w");
+        if (fp)
+        {
+            fputs(pszSurvey, fp);
+            fclose(fp);
+        }
+        CSurvey3D::MIN_DIST = 0.001;
+        survey.m_bUseShotId = bById;
+        loaded = survey.LoadSurvey(name.c_str(), bFaultSlip) == 0;
+    }
+    ~PrepareFixture() { eng->m_pVp = nullptr; }
+
+    static size_t Cell(int ix, int iy, int iz) { return ((size_t)iz * 153 + iy) * 153 + ix; }
+
+    bool loaded = false;
+    std::vector<float> vp;
+
+    // Rock (2000 m/s) from plane 30 (z = 40 m) down, air above; the listed
+    // (ix, iy) columns are air all the way down.
+    void LoadModel(const std::vector<std::pair<int, int>>& airColumns)
+    {
+        const int nx = eng->m_nx, ny = eng->m_ny, nz = eng->m_nz;
+        vp.assign((size_t)nx * ny * nz, 0.0f);
+        for (int z = 30; z < nz; z++)
+            for (int y = 0; y < ny; y++)
+                for (int x = 0; x < nx; x++)
+                    vp[((size_t)z * ny + y) * nx + x] = 2000.0f;
+        for (auto c : airColumns)
+            for (int z = 0; z < nz; z++)
+                vp[((size_t)z * ny + c.second) * nx + c.first] = 0.0f;
+        eng->m_pVp = vp.data();
+    }
+};
+
+TEST(PrepareSource, PointsBecomeCells)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    ASSERT_TRUE(f.loaded);
+    CFakeEngine& e = *f.eng;
+    ASSERT_EQ(e.PrepareSource(1, f.survey, false), 0);
+    EXPECT_EQ(e.m_nShot, 1);
+    EXPECT_EQ(e.m_nx, 153);
+    EXPECT_EQ(e.m_ny, 153);
+    EXPECT_EQ(e.m_nz, 103);
+    EXPECT_EQ(e.m_nSeisLen, (size_t)501);
+    EXPECT_EQ(e.m_ptShot, C3DPointR(500, 500, 0));
+
+    // Source at 500 m: (500 + 260) / 10 = 76 cells in (76.5 rounds down).
+    ASSERT_EQ(e.m_vSources.size(), (size_t)1);
+    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(76, 76, 26));
+    EXPECT_EQ(e.m_vSources[0].nFlag, 0);
+    ASSERT_EQ(e.m_vSrcPoints.size(), (size_t)1);
+
+    // The receiver at 2000 m is dropped; the two near 900 m share a cell and both stay.
+    ASSERT_EQ(e.m_vRcvCells.size(), (size_t)3);
+    EXPECT_EQ(e.m_vRcvCells[0], PrepareFixture::Cell(36, 76, 26));
+    EXPECT_EQ(e.m_vRcvCells[1], PrepareFixture::Cell(116, 116, 27));
+    EXPECT_EQ(e.m_vRcvCells[2], PrepareFixture::Cell(116, 116, 27));
+    EXPECT_EQ(e.m_vRcvPoints[2], C3DPointR(902, 901, 12));
+    EXPECT_EQ(e.m_vRcvInline, (std::vector<int>{1, 3, 4}));
+    EXPECT_EQ(e.m_vRcvCrossline, (std::vector<int>{11, 13, 14}));
+    EXPECT_EQ(e.m_vRcvTraceId, (std::vector<int>{7, 9, 10}));
+    EXPECT_EQ(e.m_vRcvFileId, (std::vector<int>{70, 90, 100}));
+
+    // Source box: one cell around the source.
+    EXPECT_EQ(e.m_nBoxX0, 75);
+    EXPECT_EQ(e.m_nBoxX1, 77);
+    EXPECT_EQ(e.m_nBoxY0, 75);
+    EXPECT_EQ(e.m_nBoxY1, 77);
+    EXPECT_EQ(e.m_nBoxHold, 0);
+
+    // The next shot rebuilds the lists instead of appending to them.
+    ASSERT_EQ(e.PrepareSource(6, f.survey, true), 0);
+    EXPECT_EQ(e.m_vSources.size(), (size_t)1);
+    EXPECT_EQ(e.m_vRcvCells.size(), (size_t)1);
+    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(26, 76, 26));
+}
+
+TEST(PrepareSource, FlagFollowsTheSurfaceType)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    f.eng->m_nSurfType = 1;
+    ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+    ASSERT_EQ(f.eng->m_vSources.size(), (size_t)1);
+    EXPECT_EQ(f.eng->m_vSources[0].nFlag, 1);
+}
+
+TEST(PrepareSource, SkipAndFailureCodes)
+{
+    struct
+    {
+        int nShot;
+        bool bQuiet;
+        int nExpected;
+    } cases[] = {
+        {0, false, -102},   // below the range
+        {7, false, -102},   // above it
+        {2, false, -31},    // source outside the model: skipped
+        {2, true, -31},
+        {3, false, -32},    // receivers all outside
+        {4, false, 0},      // half a step over the high edge
+        {5, false, -31},
+    };
+    for (const auto& c : cases)
+    {
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_TRUE(f.loaded);
+        EXPECT_EQ(f.eng->PrepareSource(c.nShot, f.survey, c.bQuiet), c.nExpected) << "shot " << c.nShot;
+    }
+}
+
+TEST(PrepareSource, ShotOnTheHighEdgeLiesInTheLastCell)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    ASSERT_EQ(f.eng->PrepareSource(4, f.survey, true), 0);
+    // (1005 + 260) / 10 + 0.5 = 127: nx - N, one beyond the user area.
+    EXPECT_EQ(f.eng->m_vSources[0].nIndex, PrepareFixture::Cell(127, 76, 26));
+}
+
+TEST(PrepareSource, MarginAroundAShotAtTheModelEdge)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    f.eng->m_dMargin = 200;
+    ASSERT_EQ(f.eng->PrepareSource(6, f.survey, false), 0);
+    // Survey 0..100 x 500 grown by 200 and cut by the model; full depth.
+    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(0, 300, 0, 300, 700, 500));
+    EXPECT_EQ(f.eng->m_nx, 30 + 53);
+    EXPECT_EQ(f.eng->m_ny, 40 + 53);
+    EXPECT_EQ(f.eng->m_nz, 50 + 53);
+    // The shot sits on the first cell of the user area.
+    const size_t nx = 83, ny = 93;
+    EXPECT_EQ(f.eng->m_vSources[0].nIndex, (26 * ny + 46) * nx + 26);
+}
+
+TEST(PrepareSource, UnknownShotIdIsSkipped)
+{
+    PrepareFixture f(g_szSurveyById, true);
+    ASSERT_TRUE(f.loaded);
+    ASSERT_EQ(f.survey.GetMinShot(), 10);
+    ASSERT_EQ(f.survey.GetMaxShot(), 30);
+    EXPECT_EQ(f.eng->PrepareSource(20, f.survey, false), -35);
+    EXPECT_EQ(f.eng->PrepareSource(30, f.survey, false), 0);
+}
+
+TEST(PrepareSource, RepeatedCellsKeepTheFirstPoint)
+{
+    for (bool bFaultSlip : {false, true})
+    {
+        PrepareFixture f(g_szSurveyById, true, bFaultSlip);
+        ASSERT_TRUE(f.loaded);
+        CFakeEngine& e = *f.eng;
+        ASSERT_EQ(e.PrepareSource(10, f.survey, false), 0);
+        // 500 and 501 m both round to cell 76; 600 m is cell 86.
+        ASSERT_EQ(e.m_vSources.size(), (size_t)2);
+        EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(76, 76, 26));
+        EXPECT_EQ(e.m_vSources[1].nIndex, PrepareFixture::Cell(86, 76, 26));
+        ASSERT_EQ(e.m_vSrcPoints.size(), (size_t)2);
+        EXPECT_EQ(e.m_vSrcPoints[0], C3DPointR(500, 500, 0));
+        EXPECT_EQ(e.m_vSrcPoints[1], C3DPointR(600, 500, 0));
+        if (bFaultSlip)
+        {
+            ASSERT_EQ(e.m_vSrcTensors.size(), (size_t)2);
+            EXPECT_FLOAT_EQ(e.m_vSrcTensors[0].K11, 1.0f);
+            EXPECT_FLOAT_EQ(e.m_vSrcTensors[1].K11, 3.0f);
+        }
+        // The box spans both cells.
+        EXPECT_EQ(e.m_nBoxX0, 75);
+        EXPECT_EQ(e.m_nBoxX1, 87);
+        EXPECT_EQ(e.m_nBoxY0, 75);
+        EXPECT_EQ(e.m_nBoxY1, 77);
+    }
+}
+
+TEST(PrepareSource, SurveyFailureIsPassedOnAsMinus33)
+{
+    PrepareFixture f(g_szSurveyTensorsMissing, true, true);
+    ASSERT_TRUE(f.loaded);
+    EXPECT_EQ(f.eng->PrepareSource(10, f.survey, false), -33);
+}
+
+TEST(ValidateSurveyShared, PointsComeDownToTheRock)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    CFakeEngine& e = *f.eng;
+    e.m_nSurfType = 1;
+    ASSERT_EQ(e.PrepareSource(1, f.survey, true), 0);
+    f.LoadModel({{116, 116}});   // no rock under the receivers near 900 m
+    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
+
+    // Source and shot position from z = 0 (plane 26) down to plane 30, 40 m.
+    ASSERT_EQ(e.m_vSources.size(), (size_t)1);
+    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(76, 76, 30));
+    EXPECT_EQ(e.m_vSources[0].nFlag, 1);
+    EXPECT_DOUBLE_EQ(e.m_vSrcPoints[0].z, 40.0);
+    EXPECT_DOUBLE_EQ(e.m_ptShot.z, 40.0);
+
+    // The receivers without rock are dropped with their ids.
+    ASSERT_EQ(e.m_vRcvCells.size(), (size_t)1);
+    EXPECT_EQ(e.m_vRcvCells[0], PrepareFixture::Cell(36, 76, 30));
+    EXPECT_DOUBLE_EQ(e.m_vRcvPoints[0].z, 40.0);
+    EXPECT_EQ(e.m_vRcvInline, (std::vector<int>{1}));
+    EXPECT_EQ(e.m_vRcvTraceId, (std::vector<int>{7}));
+    EXPECT_EQ(e.m_vRcvFileId, (std::vector<int>{70}));
+    EXPECT_EQ(e.m_nTraces, 1);
+}
+
+TEST(ValidateSurveyShared, PointsInRockStay)
+{
+    PrepareFixture f(g_szSurveyByPosition);
+    CFakeEngine& e = *f.eng;
+    ASSERT_EQ(e.PrepareSource(1, f.survey, true), 0);
+    f.LoadModel({});
+    std::fill(f.vp.begin(), f.vp.end(), 1500.0f);   // rock everywhere
+    const std::vector<size_t> cells = e.m_vRcvCells;
+    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
+    EXPECT_EQ(e.m_vRcvCells, cells);
+    EXPECT_DOUBLE_EQ(e.m_ptShot.z, 0.0);
+    EXPECT_EQ(e.m_nTraces, 3);
+}
+
+TEST(ValidateSurveyShared, Failures)
+{
+    {
+        // The only source has no rock under it.
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+        f.LoadModel({{76, 76}});
+        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -103);
+    }
+    {
+        // No receiver finds rock.
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+        f.LoadModel({{116, 116}, {36, 76}});
+        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -30);
+    }
+    {
+        // Lists out of step.
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+        f.LoadModel({});
+        f.eng->m_vRcvInline.push_back(5);
+        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
+        f.eng->m_vRcvInline.pop_back();
+        f.eng->m_vSrcPoints.push_back(C3DPointR(1, 1, 1));
+        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
+    }
+    {
+        // No model loaded.
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
+    }
+}
+
+TEST(ValidateSurveyShared, DroppedSourceTakesItsTensorAlong)
+{
+    PrepareFixture f(g_szSurveyById, true, true);
+    CFakeEngine& e = *f.eng;
+    ASSERT_EQ(e.PrepareSource(10, f.survey, true), 0);
+    ASSERT_EQ(e.m_vSources.size(), (size_t)2);
+    f.LoadModel({{76, 76}});   // no rock under the first point
+    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
+    ASSERT_EQ(e.m_vSources.size(), (size_t)1);
+    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(86, 76, 30));
+    ASSERT_EQ(e.m_vSrcTensors.size(), (size_t)1);
+    EXPECT_FLOAT_EQ(e.m_vSrcTensors[0].K11, 3.0f);
+    EXPECT_EQ(e.m_vSrcPoints[0], C3DPointR(600, 500, 40));
+}
+
+} // namespace
