@@ -1,0 +1,200 @@
+// Files written by the writers and read back by the file object: axes,
+// geometry with scalers, samples, and the private block of the header.
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "files/SdsPC.h"
+#include "files_test_util.h"
+
+using namespace ftest;
+
+namespace {
+
+class RoundTrip : public ::testing::Test {
+protected:
+    SettingsGuard guard;
+    ScratchDir dir;
+    CSdsPC obj;
+    std::string P(const std::string& name) { return dir.path(name); }
+};
+
+TEST_F(RoundTrip, SegyGatherWithScaledCoordinates)
+{
+    ASSERT_TRUE(dir.ok());
+    CSdsPC::COOR_SCALER = -100;
+    CSdsPC::ELEV_SCALER = -100;
+    const int nx = 3, ny = 101;
+    std::vector<SDS_TRACEINFO> info;
+    for (int k = 0; k < nx; k++)
+        info.push_back(Info(12.34f, 56.78f, 1.25f, 100.5f + 10 * k, -3.21f, 7.5f, 2));
+    std::vector<float> data((size_t)nx * ny);
+    for (size_t i = 0; i < data.size(); i++)
+        data[i] = (float)std::cos(0.1 * (double)i) * 250.0f;
+    // 0 .. 0.2 s by 0.002 s.
+    ASSERT_TRUE(obj.OnSave(P("r.sgy").c_str(), data.data(), CRectR(0, 0, 1, 0.2), CSizeN(nx, ny), 0, 0, false,
+                           info.data(), DU_SEC));
+    CSdsPC f;
+    ASSERT_TRUE(f.OnOpen(P("r.sgy").c_str()));
+    ASSERT_EQ(f.m_nTraceCount, nx);
+    EXPECT_EQ(f.m_nTraceLen, ny);
+    EXPECT_NEAR(f.m_traseParam[0], 0.0, 1e-9);
+    EXPECT_NEAR(f.m_traseParam[1], 200.0, 1e-9);  // milliseconds
+    EXPECT_NEAR(f.m_traseParam[2], 2.0, 1e-9);
+    for (int k = 0; k < nx; k++) {
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fSrcX, 12.34f);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fSrcY, 56.78f);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fRecX, 100.5f + 10 * k);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fRecY, -3.21f);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fSrcZ, 1.25f);  // stored as elevation, back as depth
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fRecZ, 7.5f);
+        EXPECT_EQ(f.m_pSR[k].nPart, 2);
+        std::vector<float> buf(ny);
+        ASSERT_TRUE(f.GetTrace(k, buf.data(), ny));
+        for (int j = 0; j < ny; j++)
+            ASSERT_EQ(buf[j], IBMToIEEE(IEEEToIBM(data[(size_t)k + (size_t)j * nx]))) << k << " " << j;
+    }
+}
+
+TEST_F(RoundTrip, SegyPrivateBlockCarriesComponentAndDepthStart)
+{
+    ASSERT_TRUE(dir.ok());
+    std::vector<float> p0(2 * 10, 1.0f), p1(2 * 10, 2.0f);
+    // 100 .. 190 ms by 10: the interval fits in microseconds, so the start
+    // position is stored as it stands.
+    ASSERT_TRUE(obj.OnSaveModel(P("m.sgy").c_str(), p0.data(), p1.data(), nullptr, CRectR(0, 100, 50, 190),
+                                CSizeN(2, 10), nullptr, nullptr, DU_MSEC, nullptr));
+    CSdsPC q;
+    ASSERT_TRUE(q.OnOpen(P("m_Q.SGY").c_str()));
+    EXPECT_EQ(q.m_arComponents[0], 'Q');
+    EXPECT_EQ(q.m_cComponent, 'Q');
+    EXPECT_NEAR(q.m_traseParam[0], 100.0, 1e-9);  // the vendor start position
+    EXPECT_NEAR(q.m_traseParam[1], 190.0, 1e-9);
+    std::vector<float> buf(10);
+    ASSERT_TRUE(q.GetTrace(1, buf.data(), 10));
+    EXPECT_EQ(buf[9], 2.0f);
+}
+
+TEST_F(RoundTrip, SegyDepthCubeOfLargeStep)
+{
+    ASSERT_TRUE(dir.ok());
+    // A 50 m step cannot be stored in millimetres: the header holds 50.
+    std::vector<float> v(2 * 5, 3.0f);
+    ASSERT_TRUE(obj.OnSave(P("d.sgy").c_str(), v.data(), CRectR(0, 0, 10, 200), CSizeN(2, 5), 0, 0, false,
+                           nullptr, DU_M));
+    const auto b = ReadAll(P("d.sgy"));
+    EXPECT_EQ(be16(b, 3216), 50);
+    EXPECT_EQ(be16(b, 3600 + 116), 50);
+}
+
+TEST_F(RoundTrip, SdsSecondsComeBackAsMilliseconds)
+{
+    ASSERT_TRUE(dir.ok());
+    const int nx = 4, ny = 501;
+    std::vector<float> data((size_t)nx * ny);
+    for (size_t i = 0; i < data.size(); i++)
+        data[i] = (float)i * 0.5f - 7.0f;
+    std::vector<SDS_TRACEINFO> info;
+    for (int k = 0; k < nx; k++)
+        info.push_back(Info(12.34f, 0.0f, 0, 20.0f + 2.5f * k, 1.5f, 0, 0));
+    CSdsPC::COOR_SCALER = -100;
+    ASSERT_TRUE(obj.OnSave(P("s.rec").c_str(), data.data(), CRectR(0, 0, 1, 1.0), CSizeN(nx, ny), 0, 0, false,
+                           info.data(), DU_SEC));
+    CSdsPC f;
+    ASSERT_TRUE(f.OnOpen(P("s.rec").c_str()));
+    ASSERT_EQ(f.m_nTraceCount, nx);
+    EXPECT_EQ(f.m_nTraceLen, ny);
+    EXPECT_DOUBLE_EQ(f.m_traseParam[0], 0.0);
+    EXPECT_DOUBLE_EQ(f.m_traseParam[1], 1000.0);
+    EXPECT_DOUBLE_EQ(f.m_traseParam[2], 2.0);
+    for (int k = 0; k < nx; k++) {
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fSrcX, 12.34f);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fRecX, 20.0f + 2.5f * k);
+        EXPECT_FLOAT_EQ(f.m_pSR[k].fRecY, 1.5f);
+        std::vector<float> buf(ny);
+        ASSERT_TRUE(f.GetTrace(k, buf.data(), ny));
+        for (int j = 0; j < ny; j++)
+            ASSERT_EQ(buf[j], data[(size_t)k + (size_t)j * nx]);
+    }
+
+    // A scaler of 1 keeps whole metres only.
+    CSdsPC::COOR_SCALER = 1;
+    ASSERT_TRUE(obj.OnSave(P("t.rec").c_str(), data.data(), CRectR(0, 0, 1, 1.0), CSizeN(nx, ny), 0, 0, false,
+                           info.data(), DU_SEC));
+    CSdsPC g;
+    ASSERT_TRUE(g.OnOpen(P("t.rec").c_str()));
+    EXPECT_FLOAT_EQ(g.m_pSR[0].fSrcX, 12.0f);
+}
+
+TEST_F(RoundTrip, VmgGatherOpensAsTraces)
+{
+    ASSERT_TRUE(dir.ok());
+    const int nx = 3, ny = 6;
+    std::vector<float> data((size_t)nx * ny);
+    for (size_t i = 0; i < data.size(); i++)
+        data[i] = (float)i;
+    obj.m_cComponent = 'Z';
+    ASSERT_TRUE(obj.OnSave(P("g.vmg").c_str(), data.data(), CRectR(100, 0, 300, 100), CSizeN(nx, ny), 0, 0,
+                           false, nullptr, DU_MSEC));
+    CSdsPC f;
+    ASSERT_TRUE(f.OnOpen(P("g.vmg").c_str()));
+    ASSERT_EQ(f.m_nTraceCount, nx);
+    EXPECT_EQ(f.m_nTraceLen, ny);
+    EXPECT_NEAR(f.m_traseParam[1], 100.0, 1e-3);  // seconds in the file, milliseconds here
+    EXPECT_FLOAT_EQ(f.m_pSR[2].fRecX, 300.0f);
+    EXPECT_EQ(f.m_arComponents[0], 'Z');
+    for (int k = 0; k < nx; k++) {
+        std::vector<float> buf(ny, -1.0f);
+        ASSERT_TRUE(f.GetTrace(k, buf.data(), ny));
+        for (int j = 0; j < ny; j++)
+            EXPECT_EQ(buf[j], data[(size_t)k + (size_t)j * nx]) << k << " " << j;
+    }
+}
+
+TEST_F(RoundTrip, DamagedHeaderIsReportedNotRead)
+{
+    ASSERT_TRUE(dir.ok());
+    std::vector<float> v(2 * 5, 1.0f);
+    ASSERT_TRUE(obj.OnSave(P("h.sgy").c_str(), v.data(), CRectR(0, 0, 1, 8), CSizeN(2, 5), 0, 0, false, nullptr,
+                           DU_MSEC));
+    auto good = ReadAll(P("h.sgy"));
+    struct {
+        const char* what;
+        size_t off;
+        unsigned char hi, lo;
+    } const damage[] = {
+        {"zero samples", 3220, 0, 0},
+        {"one sample", 3220, 0, 1},
+        {"negative samples", 3220, 0xFF, 0xFB},
+        {"format 0", 3224, 0, 0},
+        {"format 8", 3224, 0, 8},
+        {"format 300", 3224, 0x01, 0x2C},
+    };
+    for (auto& d : damage) {
+        auto b = good;
+        b[d.off] = d.hi;
+        b[d.off + 1] = d.lo;
+        ASSERT_TRUE(WriteAll(P("bad.sgy"), b.data(), b.size()));
+        CSdsPC f;
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(f.OnOpen(P("bad.sgy").c_str())) << d.what;
+        const std::string out = testing::internal::GetCapturedStdout();
+        EXPECT_NE(out.find("File Header error!"), std::string::npos) << d.what << ": " << out;
+        EXPECT_EQ(f.m_fp, nullptr);
+    }
+    // An absurd sample count in the trace header: the first trace is longer
+    // than the file and the open fails without reading past it.
+    auto b = good;
+    b[3600 + 114] = 0x7F;
+    b[3600 + 115] = 0xFF;
+    ASSERT_TRUE(WriteAll(P("bad.sgy"), b.data(), b.size()));
+    CSdsPC f;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(f.OnOpen(P("bad.sgy").c_str()));
+    EXPECT_FALSE(testing::internal::GetCapturedStdout().empty());
+}
+
+}  // namespace
