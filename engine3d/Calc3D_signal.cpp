@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 #include "base/Output.h"
@@ -148,6 +149,15 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
         }
     }
 
+    // A silent trace cannot be normalised: there is nothing to excite with.
+    if (!(A > 0.0))
+    {
+        u_Error("Error! The signal trace %d in file %s contains only zero samples.\n", nTrace, pszName);
+        sig.Free();
+        file.Reset();
+        return -105;
+    }
+
     // No usable frequency in the job: peak and trough make a third of a period.
     if (sig.m_dFreq < 1.0)
         sig.m_dFreq = 1.0 / ((std::abs(iMax - iMin) + 1) * calc.m_dt * 3.0);
@@ -157,14 +167,6 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
     else
         calc.m_tStart = -iAbs * calc.m_dt;
     file.Reset();
-
-    // A silent trace cannot be normalised: there is nothing to excite with.
-    if (!(A > 0.0))
-    {
-        u_Error("Error! The signal trace %d in file %s contains only zero samples.\n", nTrace, pszName);
-        sig.Free();
-        return -105;
-    }
 
     while (sig.m_nLen > 0 && fabs((double)sig.m_pData[sig.m_nLen - 1]) < A * 1e-6)
         sig.m_nLen--;
