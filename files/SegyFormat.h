@@ -9,7 +9,7 @@
 
 // Sample format: the code at offset 3224 of the binary file header. The
 // SDS format uses the same codes for its format texts.
-enum SGYDATATYPE {
+enum SGYDATATYPE : int {
     SGYDT_NONE = 0,
     SGYDT_IBM_FLOAT = 1,
     SGYDT_INT32 = 2,

@@ -499,26 +499,26 @@ TEST_F(InfMap, DefaultsBySegyAndSds)
     EXPECT_TRUE(obj.GetInfoTraceFromFile(dir.path("none.sgy").c_str()));
     const int sgyPos[7] = {73, 77, 81, 85, 45, 41, 17};
     for (int i = 0; i < 7; i++) {
-        EXPECT_EQ(obj.m_spy_info[i].nFieldType, 1) << i;
-        EXPECT_EQ(obj.m_spy_info[i].rValue, sgyPos[i]) << i;
+        EXPECT_EQ((int)obj.m_spy_info[i].nFieldType, 1) << i;
+        EXPECT_EQ((double)obj.m_spy_info[i].rValue, sgyPos[i]) << i;
     }
-    EXPECT_EQ(obj.m_spy_info[SPY_COORSCALER].nFieldType, 0);
-    EXPECT_EQ(obj.m_spy_info[SPY_COORSCALER].rValue, 71);
-    EXPECT_EQ(obj.m_spy_info[SPY_ELEVSCALER].nFieldType, 0);
-    EXPECT_EQ(obj.m_spy_info[SPY_ELEVSCALER].rValue, 69);
-    EXPECT_EQ(obj.m_spy_info[SPY_KMTRS].rValue, 1.0);
-    EXPECT_EQ(obj.m_spy_info[SPY_ZUNIT].rValue, -1.0);
+    EXPECT_EQ((int)obj.m_spy_info[SPY_COORSCALER].nFieldType, 0);
+    EXPECT_EQ((double)obj.m_spy_info[SPY_COORSCALER].rValue, 71);
+    EXPECT_EQ((int)obj.m_spy_info[SPY_ELEVSCALER].nFieldType, 0);
+    EXPECT_EQ((double)obj.m_spy_info[SPY_ELEVSCALER].rValue, 69);
+    EXPECT_EQ((double)obj.m_spy_info[SPY_KMTRS].rValue, 1.0);
+    EXPECT_EQ((double)obj.m_spy_info[SPY_ZUNIT].rValue, -1.0);
 
     obj.m_Type = SDS;
     EXPECT_TRUE(obj.GetInfoTraceFromFile(dir.path("none.rec").c_str()));
     const int sdsPos[4] = {21, 73, 29, 77};
     for (int i = 0; i < 4; i++)
-        EXPECT_EQ(obj.m_spy_info[i].rValue, sdsPos[i]) << i;
-    EXPECT_EQ(obj.m_spy_info[SPY_SHOTZ].nFieldType, -1);
-    EXPECT_EQ(obj.m_spy_info[SPY_RECVZ].nFieldType, -1);
-    EXPECT_EQ(obj.m_spy_info[SPY_COORSCALER].nFieldType, 1);
-    EXPECT_EQ(obj.m_spy_info[SPY_COORSCALER].rValue, 13);
-    EXPECT_EQ(obj.m_spy_info[SPY_ELEVSCALER].nFieldType, -1);
+        EXPECT_EQ((double)obj.m_spy_info[i].rValue, sdsPos[i]) << i;
+    EXPECT_EQ((int)obj.m_spy_info[SPY_SHOTZ].nFieldType, -1);
+    EXPECT_EQ((int)obj.m_spy_info[SPY_RECVZ].nFieldType, -1);
+    EXPECT_EQ((int)obj.m_spy_info[SPY_COORSCALER].nFieldType, 1);
+    EXPECT_EQ((double)obj.m_spy_info[SPY_COORSCALER].rValue, 13);
+    EXPECT_EQ((int)obj.m_spy_info[SPY_ELEVSCALER].nFieldType, -1);
 }
 
 TEST_F(InfMap, SideFileLines)
@@ -543,25 +543,25 @@ TEST_F(InfMap, SideFileLines)
     obj.m_Type = SGY;
     EXPECT_TRUE(obj.GetInfoTraceFromFile(dir.path("d.sgy").c_str()));
     const SPY_FIELD* s = obj.m_spy_info;
-    EXPECT_EQ(s[SPY_SHOTX].nFieldType, 1);
-    EXPECT_EQ(s[SPY_SHOTX].rValue, 181);
-    EXPECT_EQ(s[SPY_SHOTY].rValue, 185);
-    EXPECT_EQ(s[SPY_RECVX].nFieldType, 0);
-    EXPECT_EQ(s[SPY_RECVX].rValue, 21);
-    EXPECT_EQ(s[SPY_RECVY].rValue, 85);  // default kept
-    EXPECT_EQ(s[SPY_SHOTZ].nFieldType, -1);
-    EXPECT_EQ(s[SPY_SHOTZ].rValue, -1.0);
-    EXPECT_EQ(s[SPY_RECVZ].rValue, 41);
-    EXPECT_EQ(s[SPY_RECVZ].nFieldType, 1);
-    EXPECT_EQ(s[SPY_PART].rValue, 9);
-    EXPECT_EQ(s[SPY_PART].nPartFlag, 1);
-    EXPECT_EQ(s[SPY_KMTRS].rValue, 1000);
-    EXPECT_EQ(s[SPY_KMTRS].nFieldType, 0);
-    EXPECT_EQ(s[SPY_KMCRD].rValue, 1.0);
-    EXPECT_EQ(s[SPY_COORSCALER].rValue, 69);
-    EXPECT_EQ(s[SPY_COORSCALER].nFieldType, 0);
-    EXPECT_EQ(s[SPY_NCOMP].rValue, 4);
-    EXPECT_EQ(s[SPY_ZUNIT].rValue, 2);
+    EXPECT_EQ((int)s[SPY_SHOTX].nFieldType, 1);
+    EXPECT_EQ((double)s[SPY_SHOTX].rValue, 181);
+    EXPECT_EQ((double)s[SPY_SHOTY].rValue, 185);
+    EXPECT_EQ((int)s[SPY_RECVX].nFieldType, 0);
+    EXPECT_EQ((double)s[SPY_RECVX].rValue, 21);
+    EXPECT_EQ((double)s[SPY_RECVY].rValue, 85);  // default kept
+    EXPECT_EQ((int)s[SPY_SHOTZ].nFieldType, -1);
+    EXPECT_EQ((double)s[SPY_SHOTZ].rValue, -1.0);
+    EXPECT_EQ((double)s[SPY_RECVZ].rValue, 41);
+    EXPECT_EQ((int)s[SPY_RECVZ].nFieldType, 1);
+    EXPECT_EQ((double)s[SPY_PART].rValue, 9);
+    EXPECT_EQ((int)s[SPY_PART].nPartFlag, 1);
+    EXPECT_EQ((double)s[SPY_KMTRS].rValue, 1000);
+    EXPECT_EQ((int)s[SPY_KMTRS].nFieldType, 0);
+    EXPECT_EQ((double)s[SPY_KMCRD].rValue, 1.0);
+    EXPECT_EQ((double)s[SPY_COORSCALER].rValue, 69);
+    EXPECT_EQ((int)s[SPY_COORSCALER].nFieldType, 0);
+    EXPECT_EQ((double)s[SPY_NCOMP].rValue, 4);
+    EXPECT_EQ((double)s[SPY_ZUNIT].rValue, 2);
 }
 
 TEST_F(InfMap, LongAndBinaryLinesDoNotDerail)
@@ -575,7 +575,7 @@ TEST_F(InfMap, LongAndBinaryLinesDoNotDerail)
     EXPECT_TRUE(obj.GetInfoTraceFromFile(dir.path("d.sgy").c_str()));
     // The first 99 characters hold a valid, huge position; a field there is
     // outside every header and so never read (see SetTraceInfo below).
-    EXPECT_GT(obj.m_spy_info[SPY_SHOTX].rValue, 1e50);
+    EXPECT_GT((double)obj.m_spy_info[SPY_SHOTX].rValue, 1e50);
     unsigned char th[240] = {};
     SDS_TRACEINFO info = Info(1, 2, 3, 4, 5, 6);
     obj.SetTraceInfo(info, th, nullptr);
