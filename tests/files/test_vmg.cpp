@@ -244,4 +244,48 @@ TEST_F(Vmg, ColumnMergeBuildsOneFrame)
         EXPECT_FALSE(Exists(P("c-" + std::to_string(k) + ".vmg")));
 }
 
+TEST_F(Vmg, MergeLeavesOutUnreadablePartsAndKeepsThem)
+{
+    ASSERT_TRUE(dir.ok());
+    std::vector<float> p1 = Plane(3, 2, 1, 0.0f);
+    ASSERT_TRUE(Add(P("u-1.vmg"), 3, 2, 1, 0.01, 0.01, p1.data(), nullptr, nullptr, "P"));
+    std::vector<unsigned char> junk(1000);
+    for (size_t i = 0; i < junk.size(); i++)
+        junk[i] = (unsigned char)(i * 37 + 11);
+    ASSERT_TRUE(WriteAll(P("u-2.vmg"), junk.data(), junk.size()));
+    testing::internal::CaptureStdout();
+    ASSERT_TRUE(obj.OnSaveNVmg2VMG(P("u.vmg").c_str(), 2, 0));
+    testing::internal::GetCapturedStdout();
+    auto b = ReadAll(P("u.vmg"));
+    ASSERT_EQ(b.size(), 296u + 6 * 4);
+    EXPECT_EQ(le32(b, 236), 1);
+    EXPECT_FALSE(Exists(P("u-1.vmg")));
+    // The part that could not be read is not merged, and not destroyed.
+    EXPECT_TRUE(Exists(P("u-2.vmg")));
+}
+
+TEST_F(Vmg, MergeOfATruncatedPartFailsAndKeepsTheParts)
+{
+    ASSERT_TRUE(dir.ok());
+    std::vector<float> p = Plane(3, 2, 2, 0.0f);
+    ASSERT_TRUE(Add(P("t-1.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));
+    ASSERT_TRUE(Add(P("t-2.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));
+    auto b = ReadAll(P("t-2.vmg"));
+    b.resize(b.size() - 8);  // the last two samples are missing
+    ASSERT_TRUE(WriteAll(P("t-2.vmg"), b.data(), b.size()));
+    testing::internal::CaptureStdout();
+    const bool ok = obj.OnSaveNVmg2VMG(P("t.vmg").c_str(), 2, 0);
+    testing::internal::GetCapturedStdout();
+    // Whether the reader refuses the cut part or takes it and the copy comes
+    // up short, the cut part survives and no incomplete frame is merged.
+    EXPECT_TRUE(Exists(P("t-2.vmg")));
+    if (ok) {
+        auto m = ReadAll(P("t.vmg"));
+        EXPECT_EQ(m.size(), 296u + 3 * 2 * 2 * 4);
+        EXPECT_EQ(le32(m, 236), 1);
+    } else {
+        EXPECT_TRUE(Exists(P("t-1.vmg")));
+    }
+}
+
 }  // namespace
