@@ -700,6 +700,8 @@ void CSdsPC::SetTraceInfo(SDS_TRACEINFO& info, const unsigned char* header, PART
         info.fSrcZ = (float)(v * fe);
     if (ReadMappedField(m_spy_info[SPY_RECVZ], header, size, v))
         info.fRecZ = (float)(v * fe);
+    // With "Part0=nouse" the part number keeps what the entry held, which is
+    // 0 in a freshly zeroed catalogue entry.
     if (ReadMappedField(m_spy_info[SPY_PART], header, size, v))
         info.nPart = v;
 }

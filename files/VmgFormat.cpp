@@ -261,6 +261,10 @@ bool CSdsPC::OnSaveNVmg2VMG(const char* szFile, int nFiles, int /*reserved*/)
     if (total == 0)
         return false;
 
+    // A catalogue left from an earlier file of the same name would otherwise
+    // be taken for the new one.
+    remove((std::string(szFile) + ".cr2").c_str());
+
     bool wrote = false;
     if (maxTraces > 1) {
         // Frame merge: the frames one behind the other.
@@ -283,9 +287,6 @@ bool CSdsPC::OnSaveNVmg2VMG(const char* szFile, int nFiles, int /*reserved*/)
             return false;
         }
         if (!listFailed) {
-            // A catalogue left from an earlier file of the same name would
-            // otherwise be taken for this one.
-            remove((std::string(szFile) + ".cr2").c_str());
             CSdsPC merged;
             if (merged.OnOpen(szFile) && merged.m_pSR) {
                 const int n = std::min(merged.m_nTraceCount, (int)list.size());
