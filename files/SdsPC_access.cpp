@@ -498,19 +498,28 @@ CSizeN CSdsPC::GetXYSize(CPointR pt)
         prev = &e;
     }
     if (count < 4 && bPt) return GetXYSize(CPointR(NOT_SET_VALUE, NOT_SET_VALUE));
-    int cx = stepX == 0 ? 1 : (int)((r.x1 - r.x0) / stepX + 1.1);
-    int cy = stepY == 0 ? 1 : (int)((r.y1 - r.y0) / stepY + 1.1);
-    if (cx < 1) cx = 1;
-    if (cy < 1) cy = 1;
-    int total = cx * cy;
-    CSizeN s(cx, cy);
+    // Counts are held to a sane range so that wild coordinates cannot
+    // overflow the int conversions or the product.
+    auto Count = [](double width, double step) {
+        if (step == 0) return 1;
+        double c = width / step + 1.1;
+        if (!(c >= 1.0)) return 1;
+        return c > 1e6 ? 1000000 : (int)c;
+    };
+    int cx = Count(r.x1 - r.x0, stepX);
+    int cy = Count(r.y1 - r.y0, stepY);
+    int64_t total64 = (int64_t)cx * cy;
+    int total = total64 > 0x7FFFFFFF ? 0x7FFFFFFF : (int)total64;
+    CSizeN s;
+    s.nx = cx;
+    s.ny = cy;
     if (total < count / 2) {
         if (cx < 2) {
             int nx = (int)((double)count / cy + 0.9);
-            s.Set(nx < 1 ? 1 : nx, cy);
+            s.nx = nx < 1 ? 1 : nx;
         } else {
             int ny = (int)((double)count / cx + 0.9);
-            s.Set(cx, ny < 1 ? 1 : ny);
+            s.ny = ny < 1 ? 1 : ny;
         }
     }
     s.nxy = total;
