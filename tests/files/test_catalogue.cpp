@@ -68,7 +68,8 @@ TEST(SdsPCCatalogue, WrittenAndTrusted)
     SDS_TRACEINFO e1;
     memcpy(&e1, &b[kCatalogue + 44], 44);
     EXPECT_FLOAT_EQ(e1.fRecX, 10.0f);
-    EXPECT_EQ(e1.nFilePos, 3600 + 240 + 120);
+    int64_t pos = e1.nFilePos;  // packed field: copied, not bound to a reference
+    EXPECT_EQ(pos, 3600 + 240 + 120);
 
     CSdsPC f;
     ASSERT_TRUE(f.OnOpen(c.name.c_str()));
