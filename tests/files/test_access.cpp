@@ -412,3 +412,53 @@ TEST(SdsPCAccess, XYSizeOfAGrid)
     EXPECT_EQ(s.ny, 2);
     EXPECT_EQ(s.nxy, 6);
 }
+
+// A sparse SEG-Y file of more than 2 GB: the traces behind the 2 GB mark are
+// catalogued, read and written by 64-bit positions.
+TEST(SdsPCAccess, FileBeyondTwoGigabytes)
+{
+    TempDir d;
+    std::string name = d / "big.sgy";
+    const int ns = 32000;
+    const int64_t traceBytes = 240 + 2 * ns;
+    const int64_t nTraces = (int64_t)2300000000LL / traceBytes + 1;
+    RawSgy s = LineSgy(1, ns, 3, true, [](int, int i) { return (double)(i % 1000); });
+    s.nTracesField = 1;
+    auto head = BuildSgy(s);  // file header and trace 0
+    RawSgy last = LineSgy(1, ns, 3, true, [](int, int i) { return (double)(-(i % 500)); }, 777);
+    auto lastBytes = BuildSgy(last);
+    FILE* fp = fopen(name.c_str(), "wb");
+    ASSERT_NE(fp, nullptr);
+    ASSERT_EQ(fwrite(head.data(), 1, head.size(), fp), head.size());
+    const int64_t lastPos = 3600 + (nTraces - 1) * traceBytes;
+    ASSERT_GT(lastPos, (int64_t)0x80000000LL);
+    ASSERT_EQ(fseeko(fp, (off_t)lastPos, SEEK_SET), 0);
+    ASSERT_EQ(fwrite(lastBytes.data() + 3600, 1, (size_t)traceBytes, fp), (size_t)traceBytes);
+    ASSERT_EQ(fclose(fp), 0);
+
+    CSdsPC f;
+    bool ok = f.OnOpen(name.c_str(), 1);
+    if (!ok) {
+        unlink(name.c_str());
+        FAIL() << "open of the large file failed";
+    }
+    // The sparse middle reads as live traces of zeros; all of them are catalogued.
+    ASSERT_EQ(f.m_nTraceCount, (int)nTraces);
+    EXPECT_EQ(f.m_nFileSize, lastPos + traceBytes);
+    int64_t pos = f.m_pSR[nTraces - 1].nFilePos;
+    EXPECT_EQ(pos, lastPos);
+    EXPECT_FLOAT_EQ(f.m_pSR[nTraces - 1].fRecX, 777.0f);
+    std::vector<float> buf(ns);
+    ASSERT_TRUE(f.GetTrace((int)nTraces - 1, buf.data(), ns));
+    EXPECT_EQ(buf[499], -499.0f);
+    EXPECT_EQ(buf[ns - 1], (float)(-((ns - 1) % 500)));
+    for (int i = 0; i < ns; i++) buf[i] = (float)(i % 300);
+    ASSERT_TRUE(f.SetTrace((int)nTraces - 1, buf.data(), ns));
+    ASSERT_TRUE(f.GetTrace((int)nTraces - 1, buf.data(), ns));
+    EXPECT_EQ(buf[299], 299.0f);
+    EXPECT_EQ(buf[300], 0.0f);
+    ASSERT_TRUE(f.GetTrace(0, buf.data(), ns));
+    EXPECT_EQ(buf[999], 999.0f);
+    f.Reset();
+    unlink(name.c_str());
+}
