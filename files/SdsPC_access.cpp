@@ -61,6 +61,8 @@ bool CSdsPC::ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& m)
         u_Print("GetTrace SGY file reading error: !fread\n");
         return false;
     }
+    // Every format, host floats included, decodes at most nLen samples: a
+    // caller asking for fewer than the trace holds gets exactly nLen floats.
     int n = bytes / size;
     if (n > nLen) n = nLen;
     for (int i = 0; i < n; i++) {
