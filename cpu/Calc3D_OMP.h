@@ -1,6 +1,8 @@
 #pragma once
 // The CPU engine: every grid in host memory, advanced by OpenMP loops.
 
+#include <cstdio>
+
 #include "engine3d/Calc3D.h"
 
 class CCalc3D_OMP : public CCalc3D
@@ -45,4 +47,63 @@ public:
     float* m_pTimeMax[2];   // time field maxima
     float* m_pTimeArr[2];   // time field arrival times
     float* m_pSeis[4];      // seismogram buffers X, Y, Z, C
+
+    // PML memory variables, one per differentiated field, axis and side, of
+    // the slab size of that axis. The acoustic scheme keeps its pressure
+    // derivatives in the Txx/Tyy/Tzz arrays.
+    float* m_pPsiUxXLo;
+    float* m_pPsiUxXHi;
+    float* m_pPsiTxxXLo;
+    float* m_pPsiTxxXHi;
+    float* m_pPsiUyYLo;
+    float* m_pPsiUyYHi;
+    float* m_pPsiTyyYLo;
+    float* m_pPsiTyyYHi;
+    float* m_pPsiUzZLo;
+    float* m_pPsiUzZHi;
+    float* m_pPsiTzzZLo;
+    float* m_pPsiTzzZHi;
+    // Elastic methods: the remaining derivatives.
+    float* m_pPsiTxyXLo;
+    float* m_pPsiTxyXHi;
+    float* m_pPsiTxyYLo;
+    float* m_pPsiTxyYHi;
+    float* m_pPsiTxzXLo;
+    float* m_pPsiTxzXHi;
+    float* m_pPsiTxzZLo;
+    float* m_pPsiTxzZHi;
+    float* m_pPsiTyzYLo;
+    float* m_pPsiTyzYHi;
+    float* m_pPsiTyzZLo;
+    float* m_pPsiTyzZHi;
+    float* m_pPsiUxYLo;
+    float* m_pPsiUxYHi;
+    float* m_pPsiUxZLo;
+    float* m_pPsiUxZHi;
+    float* m_pPsiUyXLo;
+    float* m_pPsiUyXHi;
+    float* m_pPsiUyZLo;
+    float* m_pPsiUyZHi;
+    float* m_pPsiUzXLo;
+    float* m_pPsiUzXHi;
+    float* m_pPsiUzYLo;
+    float* m_pPsiUzYHi;
+    // General anisotropic method: shifted strain terms, 18 per axis in the
+    // order Z, Y, X; each of the slab size of its axis.
+    float* m_pPsiAni[54];
+
+    FILE* m_pBigSeis;       // big seismogram mode: the open temporary file
+    float* m_pBigShot;      // big seismogram mode: one component read back
+
+    // The 36 named memory arrays in allocation order, with the axis of each
+    // (0 x, 1 y, 2 z); the first 12 are those of every method.
+    float** PsiArray(int n, int* pAxis);
+    static const int PSI_NAMED = 36;
+    static const int PSI_ACOUSTIC = 12;
+
+private:
+    // Grid sizes of this shot, in cells.
+    size_t Cells() const;
+    // Allocation of one zero-filled grid; throws std::bad_alloc.
+    static float* NewGrid(size_t n);
 };
