@@ -287,3 +287,29 @@ TEST(SdsPCCatalogue, Orderings)
     EXPECT_FLOAT_EQ(p[2]->fSrcY, 7);
     EXPECT_FLOAT_EQ(p[3]->fSrcY, 5);
 }
+
+// The selected letter from a catalogue stays when the file holds it, and is
+// replaced by the first letter of the file when it does not.
+TEST(SdsPCCatalogue, ComponentLetterSettles)
+{
+    TempDir d;
+    std::string name = d / "c.vmg";
+    ASSERT_TRUE(WriteBytes(name, BuildVmgFrame(4, 5, 0.0f, 30.0f, 0.0f, 0.4f, "XTZY", 1, 0,
+                                               [](int c, int i) { return c + i; }, "PQ")));
+    {
+        CSdsPC f;
+        ASSERT_TRUE(f.OnOpen(name.c_str()));
+        ASSERT_TRUE(f.SetInfoHeaderFromFile(name.c_str(), 1));
+    }
+    const size_t cOff = kCatalogue + 44 * 4 + 4 + 8 + 8;
+    for (char stored : {'Q', 'Z'}) {
+        auto b = ReadBytes(name + ".cr2");
+        ASSERT_GT(b.size(), cOff);
+        b[cOff] = (unsigned char)stored;
+        ASSERT_TRUE(WriteBytes(name + ".cr2", b));
+        CSdsPC g;
+        ASSERT_TRUE(g.OnOpen(name.c_str()));
+        EXPECT_EQ(g.m_bCatalogue, 1);
+        EXPECT_EQ(g.m_cComponent, stored == 'Q' ? 'Q' : 'P');
+    }
+}

@@ -279,3 +279,22 @@ TEST(SdsPCCube, CreatePlaneGoesThroughOnSave)
     EXPECT_EQ(f.m_nTraceCount, 5);
     EXPECT_EQ(f.m_nTraceLen, 11);
 }
+
+// Unequal bilinear weights: a trace at u = 0.2, v = 0.7 among four traces of
+// zeros on the corners gives each corner its own share.
+TEST(SdsPCCube, AsymmetricBilinearWeights)
+{
+    TempDir d;
+    auto name = CubeSource(d, "a.sgy", {{0, 0, 0.0f}, {10, 0, 0.0f}, {0, 10, 0.0f}, {10, 10, 0.0f}, {2, 7, 100.0f}});
+    CSdsPC f;
+    ASSERT_TRUE(f.OnOpen(name.c_str()));
+    const double u = 0.2, v = 0.7;
+    const double w00 = (1 - u) * (1 - v), w10 = u * (1 - v), w01 = (1 - u) * v, w11 = u * v;
+    std::vector<float> c(kSize.nx * kSize.ny * kSize.nz);
+    ASSERT_TRUE(f.Get3D_buf(kSize, kCube, c.data(), nullptr, 0, 0.0f));
+    EXPECT_NEAR(At(c, kSize, 0, 0, 0), 100 * w00 / (1 + w00), 1e-4);
+    EXPECT_NEAR(At(c, kSize, 1, 0, 0), 100 * w10 / (1 + w10), 1e-4);
+    EXPECT_NEAR(At(c, kSize, 0, 1, 0), 100 * w01 / (1 + w01), 1e-4);
+    EXPECT_NEAR(At(c, kSize, 1, 1, 0), 100 * w11 / (1 + w11), 1e-4);
+    EXPECT_NEAR(At(c, kSize, 1, 1, 4), (100 + 4) * w11 / (1 + w11) + 4 / (1 + w11), 1e-4);
+}

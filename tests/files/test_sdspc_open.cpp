@@ -398,3 +398,17 @@ TEST(SdsPCOpen, ReopenOnAnotherFile)
     EXPECT_EQ(f.m_nTraceCount, 0);
     EXPECT_EQ(f.m_pSR, nullptr);
 }
+
+TEST(SdsPCOpen, PathSubstitution)
+{
+    TempDir d;
+    ASSERT_TRUE(WriteBytes(d / "m.sgy", BuildSgy(LineSgy(3, 5, 3, true, [](int, int) { return 1.0; }))));
+    CSdsPC::arPathSubst = {CString("/no/such/prefix"), CString(d.path().c_str())};
+    CSdsPC f, g;
+    bool ok = f.OnOpen("/no/such/prefix/m.sgy");
+    bool okWrite = g.OnOpen("/no/such/prefix/m.sgy", 1);  // not applied when writing
+    CSdsPC::arPathSubst.clear();
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(std::string(f.m_szFileName), d / "m.sgy");
+    EXPECT_FALSE(okWrite);
+}
