@@ -70,6 +70,11 @@ public:
     int LoadModelComponent(int nComponent, const char* pszFile, float* pRefVp, float* pDest, float* pScratch);
     int SmoothModel();
     int SmoothModelComponent(float* pGrid, int nPasses);
+    // Table values for a P velocity (m/s): density (kg/m3) and S velocity.
+    static double GetDensityByPVel(double dVp);
+    static double GetSVelByPVel(double dVp);
+    // A whole grid as a plain SEG-Y cube for inspection; failures only print.
+    void SaveDebugCube(const char* pszFile, const float* pGrid);
     int InitModel();
     int PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet);
     int MakeSurface();
@@ -82,6 +87,10 @@ public:
     CString GetFileName(int nType, char cComponent, bool bTemplate, bool bMerged, double rValue);
     int SaveResults();
     int SaveShotgather(const char* pszFile, char cComponent);
+    int SaveShotgatherBuf(const char* pszFile, size_t nTraces, size_t nSamples, float* pData,
+                          std::vector<C3DPointR>& vRcv, std::vector<int>* pInline, std::vector<int>* pCrossline,
+                          std::vector<int>* pTraceId, std::vector<int>* pFileId);
+    int SaveTimeField(const char* pszFile, int nKind);
     int AppendVmg2DSnapshot(const char* pszFile, char cPlane, const char* pszComponents, double rStep, bool bCreate);
     int Init3DSnapshots();
     int Save3DSnapshots();

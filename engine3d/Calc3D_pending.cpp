@@ -30,49 +30,9 @@ int CCalc3D::CalculateDistributed()
     return NotAvailable("The distributed time loop (CalculateDistributed)");
 }
 
-int CCalc3D::LoadModelComponent(int, const char*, float*, float*, float*)
-{
-    return NotAvailable("LoadModelComponent");
-}
-
-int CCalc3D::SmoothModel()
-{
-    return NotAvailable("SmoothModel");
-}
-
-int CCalc3D::SmoothModelComponent(float*, int)
-{
-    return NotAvailable("SmoothModelComponent");
-}
-
-int CCalc3D::InitModel()
-{
-    return NotAvailable("InitModel");
-}
-
-int CCalc3D::MakeSurface()
-{
-    return NotAvailable("MakeSurface");
-}
-
-int CCalc3D::MakeSurfaceBottomDistributed()
-{
-    return NotAvailable("MakeSurfaceBottomDistributed");
-}
-
 int CCalc3D::ValidateSurveyGeometryDistributed()
 {
     return NotAvailable("ValidateSurveyGeometryDistributed");
-}
-
-int CCalc3D::SaveResults()
-{
-    return NotAvailable("SaveResults");
-}
-
-int CCalc3D::SaveShotgather(const char*, char)
-{
-    return NotAvailable("SaveShotgather");
 }
 
 int CCalc3D::AppendVmg2DSnapshot(const char*, char, const char*, double, bool)
