@@ -10,6 +10,9 @@
 
 #ifdef __CUDACC__
 #define ONDEX_HD __host__ __device__ __forceinline__
+#elif defined(__GNUC__)
+// Forced: the vectorised row loops need these bodies in place.
+#define ONDEX_HD inline __attribute__((always_inline))
 #else
 #define ONDEX_HD inline
 #endif
