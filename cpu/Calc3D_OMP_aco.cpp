@@ -16,6 +16,15 @@
 #include "base/Output.h"
 #include "cpu/FDScheme.h"
 
+// The row loops are built twice, for AVX2 and for the baseline, and the
+// loader picks one by the processor. No FMA: results stay those of the
+// separate multiply and add on every machine.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+#define ONDEX_ROW_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define ONDEX_ROW_CLONES
+#endif
+
 namespace
 {
 enum
@@ -52,7 +61,7 @@ struct AcoRow
 // Velocity (bTau false) or pressure (bTau true) on columns xa..xb of a row,
 // PML corrections for the slabs in M.
 template <bool bTau, int M>
-void AcoRunPml(const AcoRow& r, int xa, int xb)
+ONDEX_ROW_CLONES void AcoRunPml(const AcoRow& r, int xa, int xb)
 {
     const fd::AcoFields f = r.f;
     const int64_t base = r.base;
@@ -106,7 +115,7 @@ void AcoRunPml(const AcoRow& r, int xa, int xb)
 
 // Without PML: a run either wholly inside the sponge strip or wholly outside.
 template <bool bTau, bool bSponge>
-void AcoRunSponge(const AcoRow& r, int xa, int xb)
+ONDEX_ROW_CLONES void AcoRunSponge(const AcoRow& r, int xa, int xb)
 {
     const fd::AcoFields f = r.f;
     const int64_t base = r.base;
