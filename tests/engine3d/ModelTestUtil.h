@@ -1,0 +1,70 @@
+#pragma once
+// Helpers of the model, assembly, gather and physics tests: model cubes
+// written as SEG-Y through the cube writer, gathers read back trace by trace.
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/Types.h"
+#include "files/SdsPC.h"
+
+namespace model_test
+{
+
+// A cube of nx * ny * nz nodes from (x0, y0, z0) with step d; the value of a
+// node comes from f(x, y, z) in metres.
+inline bool WriteCube(const std::string& file, int nx, int ny, int nz, double d, double x0, double y0, double z0,
+                      const std::function<float(double, double, double)>& f)
+{
+    for (const char* ext : {".cr2", ".inf", ".cr0"})
+        std::remove((file + ext).c_str());
+    CSdsPC w;
+    const CCubeR cube(x0, y0, z0, x0 + d * (nx - 1), y0 + d * (ny - 1), z0 + d * (nz - 1));
+    if (!w.Create3D_file(file.c_str(), C3DSizeN(nx, ny, nz), cube, 0.f, DU_M, 0, nullptr))
+        return false;
+    CSdsPC c;
+    if (!c.OnOpen(file.c_str(), 1))
+        return false;
+    std::vector<float> tr(nz);
+    for (int t = 0; t < c.m_nTraceCount; t++)
+    {
+        C3DPointR src, rec;
+        if (!c.GetCoord(t, src, rec))
+            return false;
+        for (int k = 0; k < nz; k++)
+            tr[k] = f(rec.x, rec.y, z0 + k * d);
+        if (!c.SetTrace(t, tr.data(), nz))
+            return false;
+    }
+    return true;
+}
+
+inline bool WriteText(const std::string& file, const std::string& text)
+{
+    FILE* fp = std::fopen(file.c_str(), "w");
+    if (!fp)
+        return false;
+    const bool ok = std::fputs(text.c_str(), fp) >= 0;
+    return std::fclose(fp) == 0 && ok;
+}
+
+// All traces of a file; empty when it cannot be opened.
+inline std::vector<std::vector<float>> ReadGather(const std::string& file)
+{
+    std::vector<std::vector<float>> v;
+    CSdsPC g;
+    if (!g.OnOpen(file.c_str(), 0))
+        return v;
+    for (int t = 0; t < g.m_nTraceCount; t++)
+    {
+        std::vector<float> tr(g.m_nTraceLen);
+        if (!g.GetTrace(t, tr.data(), g.m_nTraceLen))
+            return {};
+        v.push_back(tr);
+    }
+    return v;
+}
+
+} // namespace model_test

@@ -1,0 +1,254 @@
+// The acoustic method as a whole, run by the program itself on a homogeneous
+// model: the recorded pressure against the 3D Green's function, the PML
+// against a larger grid, and an unstable time step.
+//
+// A point injection of pressure at the rate q(t) = 1e9 * w(t) (the engine's
+// source scale 1e9 * dt / dx^3 per step and cell) solves
+//   P_tt - c^2 lap P = q'(t) delta(x),   P = q'(t - r/c) / (4 pi c^2 r),
+// whatever the density. w is the Ricker wavelet of the job's frequency.
+//
+// Timing: signal sample i, the wavelet at the loop time t_i, is added to
+// the pressure at the head of step i, before the velocity update, so the
+// velocities of that step already see it. Counted on the pressure after
+// injection, the sample of t_i enters the step that ends at t_i and stands
+// for its middle, t_i - dt/2: the recorded field runs half a step ahead of
+// the continuous solution, and the comparison takes
+// the analytic pressure at the sample's time + dt/2.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "ModelTestUtil.h"
+#include "files/sdspc_testutil.h"
+
+namespace
+{
+
+const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
+
+const double kC = 2000.0;     // m/s
+const double kRho = 1800.0;   // kg/m3; the pressure does not depend on it
+const double kFreq = 10.0;    // Hz: shortest wavelength about 2000 / 25 = 80 m
+const double kDx = 10.0;      // m: 8 cells per shortest wavelength
+const double kDt = 0.001;     // s, stable limit about 2.5 ms here
+
+struct Receiver
+{
+    double dx, dy, dz;   // offset from the source, m
+};
+
+// Axis, diagonal (80, 60, 0) and vertical offsets; two of them at 100 m.
+const Receiver kReceivers[] = {{100, 0, 0}, {80, 60, 0}, {0, 150, 0}, {0, 0, -120}, {150, 0, 0}};
+const int kNumReceivers = sizeof(kReceivers) / sizeof(kReceivers[0]);
+
+bool Exists(const std::string& name)
+{
+    struct stat st;
+    return stat(name.c_str(), &st) == 0;
+}
+
+std::string ReadFile(const std::string& name)
+{
+    std::string s;
+    FILE* f = fopen(name.c_str(), "rb");
+    if (!f)
+        return s;
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
+        s.append(buf, n);
+    fclose(f);
+    return s;
+}
+
+double RickerDerivative(double t)
+{
+    const double a = M_PI * kFreq * t;
+    return M_PI * kFreq * 2.0 * a * (2.0 * a * a - 3.0) * exp(-a * a);
+}
+
+double Analytic(double t, double r)
+{
+    return 1e9 * RickerDerivative(t - r / kC) / (4.0 * M_PI * kC * kC * r);
+}
+
+struct RunResult
+{
+    int nStatus = -1;
+    std::string strOut;
+    std::vector<std::vector<float>> vC;   // pressure gather
+    std::vector<double> vTimes;           // time of each recorded sample
+};
+
+// Times of the recorded samples, as the time loop reaches them: the loop
+// time is accumulated from -2/f, and a sample is recorded at the end of the
+// first step whose time has reached the sample's time.
+std::vector<double> RecordTimes(double dt, double t0, double t1)
+{
+    std::vector<double> v;
+    const double tStart = -2 / kFreq;
+    const long nSteps = (long)((t1 - tStart) / dt) + 1;
+    double tCur = tStart, tRec = t0;
+    for (long n = 0; n < nSteps; n++)
+    {
+        tCur += dt;
+        if (tCur >= tRec)
+        {
+            v.push_back(tCur);
+            tRec += dt;
+        }
+    }
+    return v;
+}
+
+// A homogeneous model of n^3 nodes from 0 with the source in its middle,
+// run by the program in its own directory.
+RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1)
+{
+    RunResult res;
+    const double mid = kDx * (n - 1) / 2;
+    auto vp = [](double, double, double) { return (float)kC; };
+    auto rho = [](double, double, double) { return (float)kRho; };
+    if (!model_test::WriteCube(dir + "/vp.sgy", n, n, n, kDx, 0, 0, 0, vp)
+        || !model_test::WriteCube(dir + "/rho.sgy", n, n, n, kDx, 0, 0, 0, rho))
+        return res;
+    std::string strSurvey;
+    char line[256];
+    for (const Receiver& r : kReceivers)
+    {
+        snprintf(line, sizeof(line), "%g %g %g %g %g %g 1 1\n", mid, mid, mid, mid + r.dx, mid + r.dy, mid + r.dz);
+        strSurvey += line;
+    }
+    char job[1024];
+    snprintf(job, sizeof(job),
+             "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
+             "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n"
+             "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = %g\ndt = %g\n"
+             "[Mesh]\ndx = %g\ndt = %g\n[Source]\nType = 0\nFrequency = %g\nSignal = 1\n",
+             t1, dt, kDx, dt, kFreq);
+    if (!model_test::WriteText(dir + "/survey.txt", strSurvey) || !model_test::WriteText(dir + "/runtask.ini", job))
+        return res;
+    const std::string cmd = "cd '" + dir + "' && '" + kProgram + "' > out.txt 2>&1";
+    const int st = system(cmd.c_str());
+    res.nStatus = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    res.strOut = ReadFile(dir + "/out.txt") + ReadFile(dir + "/Ondex-0.log");
+    for (const char* name : {"/vp+Gath3DAPUc.sgy", "/vp+Gath3DAPUc-1.sgy"})
+    {
+        if (Exists(dir + name))
+        {
+            res.vC = model_test::ReadGather(dir + name);
+            break;
+        }
+    }
+    res.vTimes = RecordTimes(dt, 0.0, t1);
+    return res;
+}
+
+struct WaveformError
+{
+    double dPeakRatio;   // largest |numeric| / largest |analytic|
+    double dMaxError;    // largest |numeric - analytic| / largest |analytic|
+};
+
+WaveformError Compare(const std::vector<float>& trace, const std::vector<double>& times, double r, double shift)
+{
+    double aMax = 0, nMax = 0, eMax = 0;
+    for (size_t j = 0; j < trace.size() && j < times.size(); j++)
+    {
+        const double a = Analytic(times[j] + shift, r);
+        aMax = std::max(aMax, fabs(a));
+        nMax = std::max(nMax, (double)fabs(trace[j]));
+        eMax = std::max(eMax, fabs(trace[j] - a));
+    }
+    return {aMax > 0 ? nMax / aMax : 0.0, aMax > 0 ? eMax / aMax : 1.0};
+}
+
+class PhysicsAcoustic : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!Exists(kProgram))
+            GTEST_SKIP() << "the program is not built: " << kProgram;
+    }
+};
+
+// The main check: waveform and amplitude of the direct wave at five
+// receivers, for two time steps; the half-step shift must follow the step.
+TEST_F(PhysicsAcoustic, DirectWaveMatchesGreensFunction)
+{
+    const double t1 = 0.2;
+    for (double dt : {kDt, kDt / 2})
+    {
+        sdspc_test::TempDir dir;
+        RunResult run = RunHomogeneous(dir.path(), 41, dt, t1);
+        ASSERT_EQ(0, run.nStatus) << run.strOut;
+        ASSERT_EQ((size_t)kNumReceivers, run.vC.size()) << run.strOut;
+        for (int i = 0; i < kNumReceivers; i++)
+        {
+            const Receiver& rc = kReceivers[i];
+            const double r = sqrt(rc.dx * rc.dx + rc.dy * rc.dy + rc.dz * rc.dz);
+            // The loop would reach one more sample time than a trace holds.
+            ASSERT_LE(run.vC[i].size(), run.vTimes.size());
+            ASSERT_GE(run.vC[i].size(), run.vTimes.size() - 1);
+            const WaveformError e = Compare(run.vC[i], run.vTimes, r, dt / 2);
+            const WaveformError e0 = Compare(run.vC[i], run.vTimes, r, 0.0);
+            printf("dt=%g receiver (%g, %g, %g) r=%g m: peak ratio %.4f, waveform error %.2f%% "
+                   "(%.2f%% without the half step)\n",
+                   dt, rc.dx, rc.dy, rc.dz, r, e.dPeakRatio, 100 * e.dMaxError, 100 * e0.dMaxError);
+            EXPECT_NEAR(1.0, e.dPeakRatio, 0.01) << "dt=" << dt << " r=" << r;
+            EXPECT_LT(e.dMaxError, 0.01) << "dt=" << dt << " r=" << r;
+        }
+    }
+}
+
+// The PML: the same geometry on a grid whose boundaries are 200 m from the
+// source instead of 320 m; the difference of the traces is what the near
+// boundaries send back.
+TEST_F(PhysicsAcoustic, PmlReflectionBelowOnePercent)
+{
+    sdspc_test::TempDir dirSmall, dirLarge;
+    const double t1 = 0.2;
+    RunResult small = RunHomogeneous(dirSmall.path(), 41, kDt, t1);
+    RunResult large = RunHomogeneous(dirLarge.path(), 65, kDt, t1);
+    ASSERT_EQ(0, small.nStatus) << small.strOut;
+    ASSERT_EQ(0, large.nStatus) << large.strOut;
+    ASSERT_EQ((size_t)kNumReceivers, small.vC.size());
+    ASSERT_EQ((size_t)kNumReceivers, large.vC.size());
+    for (int i = 0; i < kNumReceivers; i++)
+    {
+        ASSERT_EQ(small.vC[i].size(), large.vC[i].size());
+        double dMax = 0, dDiff = 0;
+        for (size_t j = 0; j < small.vC[i].size(); j++)
+        {
+            dMax = std::max(dMax, (double)fabs(large.vC[i][j]));
+            dDiff = std::max(dDiff, (double)fabs(small.vC[i][j] - large.vC[i][j]));
+        }
+        ASSERT_GT(dMax, 0.0);
+        printf("receiver %d: boundary reflection %.3f%% of the direct wave\n", i, 100 * dDiff / dMax);
+        EXPECT_LT(dDiff / dMax, 0.01) << "receiver " << i;
+    }
+}
+
+// A time step far beyond the stability limit blows up; the run ends with
+// the instability message and the code -150.
+TEST_F(PhysicsAcoustic, UnstableTimeStepIsReported)
+{
+    sdspc_test::TempDir dir;
+    RunResult run = RunHomogeneous(dir.path(), 41, 0.006, 0.3);
+    EXPECT_NE(std::string::npos,
+              run.strOut.find("!!!WARNING: The calculation scheme is unstable: further calculations are "
+                              "impossible! Please decrease dt."))
+        << run.strOut;
+    EXPECT_NE(std::string::npos, run.strOut.find("-150")) << run.strOut;
+    EXPECT_NE(0, run.nStatus);
+}
+
+} // namespace
