@@ -11,7 +11,8 @@
 // side, a read and a write of psi and a read of a and b: 16 bytes. The
 // limit below counts both, per step, for the grid at hand.
 //
-// Usage: bench_acoustic [n ...]   (default 128 192 256)
+// Usage: bench_acoustic [n ...]   (default 128 192 256). Each figure is the
+// best of three timed batches.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -27,6 +28,7 @@
 #include "bench_common.h"
 #include "cpu/Calc3D_OMP.h"
 #include "run/OndexApp.h"
+
 
 namespace
 {
@@ -78,13 +80,18 @@ Result TimeSteps(CCalc3D_OMP& e, int nThreads)
         e.PropagateAcoWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1);
     };
     Step();   // first touch, page faults
-    // Enough steps for about a second at a few hundred Mcells/s.
-    const int nSteps = std::max(3, (int)(3e8 / cells / (nThreads > 1 ? 1 : 2)));
-    const double t0 = bench::Now();
-    for (int s = 0; s < nSteps; s++)
-        Step();
-    const double t = bench::Now() - t0;
-    return {cells * nSteps / t / 1e6, nSteps};
+    // Batches of about half a second at a few hundred Mcells/s; the best of
+    // three, since the machine is shared and a batch may lose its core.
+    const int nSteps = std::max(2, (int)(1.5e8 / cells / (nThreads > 1 ? 1 : 2)));
+    double tBest = 1e300;
+    for (int rep = 0; rep < 3; rep++)
+    {
+        const double t0 = bench::Now();
+        for (int s = 0; s < nSteps; s++)
+            Step();
+        tBest = std::min(tBest, bench::Now() - t0);
+    }
+    return {cells * nSteps / tBest / 1e6, nSteps};
 }
 
 } // namespace

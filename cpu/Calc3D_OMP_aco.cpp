@@ -54,6 +54,7 @@ struct AcoRow
     PmlSide zlo, zhi, ylo, yhi, xlo, xhi;
     // Sponge: taper table and the face distance of the row without x.
     const float* taper;
+    int nTaper;
     int mRow;
     int nx;
 };
@@ -120,7 +121,7 @@ ONDEX_ROW_CLONES void AcoRunSponge(const AcoRow& r, int xa, int xb)
     const fd::AcoFields f = r.f;
     const int64_t base = r.base;
     const float* taper = r.taper;
-    const int mRow = r.mRow, nx = r.nx;
+    const int nTaper = r.nTaper, mRow = r.mRow, nx = r.nx;
 #pragma omp simd
     for (int x = xa; x <= xb; x++)
     {
@@ -130,7 +131,8 @@ ONDEX_ROW_CLONES void AcoRunSponge(const AcoRow& r, int xa, int xb)
         {
             fd::AcoDivU(f, i, dx, dy, dz);
             if (bSponge)
-                fd::AcoUpdatePSponge(f, i, dx, dy, dz, taper[std::min(mRow, std::min(x, nx - 1 - x))]);
+                fd::AcoUpdatePSponge(f, i, dx, dy, dz,
+                                     fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))));
             else
                 fd::AcoUpdateP(f, i, dx, dy, dz);
         }
@@ -138,7 +140,8 @@ ONDEX_ROW_CLONES void AcoRunSponge(const AcoRow& r, int xa, int xb)
         {
             fd::AcoGradP(f, i, dx, dy, dz);
             if (bSponge)
-                fd::AcoUpdateUSponge(f, i, dx, dy, dz, taper[std::min(mRow, std::min(x, nx - 1 - x))]);
+                fd::AcoUpdateUSponge(f, i, dx, dy, dz,
+                                     fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))));
             else
                 fd::AcoUpdateU(f, i, dx, dy, dz);
         }
@@ -287,6 +290,7 @@ static bool AcoSweep(CCalc3D_OMP& e, const CCalc3D_OMP_AcoSetup& s)
         AcoRow r = {};
         r.f = s.f;
         r.taper = taper;
+        r.nTaper = nTaper;
         r.nx = nx;
         for (int y = s.y0; y <= s.y1; y++)
         {

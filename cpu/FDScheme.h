@@ -77,11 +77,17 @@ ONDEX_HD int FaceDistance(int x, int y, int zg, int nx, int ny, int nzAll)
     return m;
 }
 
-// Sponge factor at face distance m: cells of the absorbing strip are damped
-// by the taper table, the rest is left alone.
+// Whether a cell at face distance m lies in the absorbing strip.
 ONDEX_HD bool InSponge(int m, int nTaper)
 {
     return m < nTaper;
+}
+
+// Sponge factor at face distance m: cells of the strip are damped by the
+// taper table (0 at the face itself), the rest is left alone.
+ONDEX_HD float SpongeFactor(const float* taper, int nTaper, int m)
+{
+    return m < nTaper ? taper[m] : 1.0f;
 }
 
 // The acoustic fields: velocities (times K), pressure, buoyancy B and
