@@ -1,0 +1,343 @@
+// Model assembly: the coefficient grids against their formulas, the
+// attenuation factor, the sponge table, derived properties, the refusals,
+// and the surfaces on hand-made columns.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "FakeEngine.h"
+#include "ModelTestUtil.h"
+#include "files/sdspc_testutil.h"
+
+namespace
+{
+
+using sdspc_test::FileExists;
+using sdspc_test::TempDir;
+
+// Grid 12 x 11 x 12, strip 3, 10 m cells, user area 0..50 x 0..40 x 0..50;
+// the engine's grids are the fixture's vectors.
+struct AssemblyFixture
+{
+    TempDir dir;
+    COndexApp app;
+    CFakeEngine eng{app};
+    static const int NX = 12, NY = 11, NZ = 12, N = 3;
+    std::vector<float> vp, vs, rho, q, plane;
+
+    explicit AssemblyFixture(int nMethod)
+    {
+        app.m_Type = nMethod;
+        app.m_nGroupSize = 1;
+        app.m_nSmoothModel = 0;
+        eng.m_nx = NX;
+        eng.m_ny = NY;
+        eng.m_nz = NZ;
+        eng.m_nZ0 = 0;
+        eng.m_nZ1 = NZ - 1;
+        eng.m_nZAll = NZ;
+        eng.m_nTaper = N;
+        eng.m_nHalo = 2;
+        eng.m_dx = 10.0;
+        eng.m_dt = 0.001;
+        eng.m_bPML = false;
+        eng.m_nSurfType = 0;
+        eng.m_cubeGrid = CCubeR(-30, -30, -30, -30 + 10.0 * (NX - 1), -30 + 10.0 * (NY - 1), -30 + 10.0 * (NZ - 1));
+        vp.assign(Cells(), 0.0f);
+        rho.assign(Cells(), 0.0f);
+        plane.assign((size_t)NZ * NX, 0.0f);
+        eng.m_pVp = vp.data();
+        eng.m_pRho = rho.data();
+        eng.m_pPlane = plane.data();
+        if (nMethod >= 102)
+        {
+            vs.assign(Cells(), 0.0f);
+            eng.m_pVs = vs.data();
+        }
+        // A source and a receiver in rock of every model below, so that
+        // the survey check inside InitModel passes.
+        eng.m_nShot = 1;
+        eng.m_ptShot = C3DPointR(60, 50, 40);
+        eng.m_vSources = {C3DShotPoint(Index(9, 8, 7), 0)};
+        eng.m_vSrcPoints = {eng.m_ptShot};
+        eng.m_vRcvCells = {Index(9, 8, 4)};
+        eng.m_vRcvPoints = {C3DPointR(60, 50, 10)};
+        eng.m_vRcvInline = {1};
+        eng.m_vRcvCrossline = {1};
+        eng.m_vRcvTraceId = {-1};
+        eng.m_vRcvFileId = {-1};
+    }
+    ~AssemblyFixture()
+    {
+        eng.m_pVp = eng.m_pRho = eng.m_pVs = eng.m_pQ = eng.m_pPlane = nullptr;
+    }
+    void WithQ()
+    {
+        q.assign(Cells(), 0.0f);
+        eng.m_pQ = q.data();
+    }
+    static size_t Cells() { return (size_t)NX * NY * NZ; }
+    static size_t Index(int x, int y, int z) { return ((size_t)z * NY + y) * NX + x; }
+    // x of the model node that grid column x repeats.
+    static double ModelX(int x) { return 10.0 * std::min(std::max(x - N, 0), NX - 2 * N - 1); }
+    CString Cube(const char* name, const std::function<float(double, double, double)>& f)
+    {
+        const std::string path = dir / name;
+        EXPECT_TRUE(model_test::WriteCube(path, NX - 2 * N, NY - 2 * N, NZ - 2 * N, 10.0, 0, 0, 0, f));
+        return CString(path.c_str());
+    }
+};
+
+// Air columns (model x below 15 m) and rock of two velocities.
+float VpOf(double x, double, double) { return x < 15.0 ? 30.0f : x < 35.0 ? 1800.0f : 2600.0f; }
+float RhoOf(double x, double, double) { return x < 35.0 ? 2100.0f : 2400.0f; }
+float VsOf(double x, double, double) { return x < 35.0 ? 0.0f : 1200.0f; }
+
+TEST(Assembly, AcousticCoefficients)
+{
+    AssemblyFixture f(101);
+    f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
+    f.app.m_strModelD = f.Cube("rho.sgy", RhoOf);
+    ASSERT_EQ(0, f.eng.InitModel());
+    const float c1 = (float)((1.0 / 10.0) * 0.001 / 15000.0);
+    const float c2 = (float)((1.0 / 10.0) * 0.001 * 15000.0);
+    for (int z = 0; z < f.NZ; z += 3)
+        for (int y = 0; y < f.NY; y += 2)
+            for (int x = 0; x < f.NX; x++)
+            {
+                const double mx = f.ModelX(x);
+                const float v = VpOf(mx, 0, 0), r = RhoOf(mx, 0, 0);
+                const size_t n = f.Index(x, y, z);
+                if (v < 100.0f)
+                {
+                    EXPECT_EQ(0.0f, f.vp[n]) << x;
+                    EXPECT_EQ(0.0f, f.rho[n]) << x;
+                    continue;
+                }
+                // rho * vp^2 * (dt/dx) / K and (dt/dx) * K / rho.
+                EXPECT_NEAR(r * v * v * 1e-4 / 15000.0, f.vp[n], 1e-5 * f.vp[n]) << x;
+                EXPECT_NEAR(1e-4 * 15000.0 / r, f.rho[n], 1e-6) << x;
+                EXPECT_EQ(v * v * r * c1, f.vp[n]);
+                EXPECT_EQ(c2 / r, f.rho[n]);
+            }
+    // The sponge table: 0 at the face, rising inward.
+    EXPECT_EQ(0.0f, f.eng.m_fTaper[0]);
+    for (int i = 1; i < f.N; i++)
+        EXPECT_EQ((float)exp(-0.18 * (f.N - i) * (f.N - i) * (double)0.001f), f.eng.m_fTaper[i]) << i;
+    for (int i = f.N; i < 38; i++)
+        EXPECT_EQ(0.0f, f.eng.m_fTaper[i]);
+}
+
+// Method 102: shear modulus where vs > 0; S velocity and density derived
+// from the table when their files are not named.
+TEST(Assembly, ElasticCoefficientsAndDerivedProperties)
+{
+    for (bool bFiles : {true, false})
+    {
+        SCOPED_TRACE(bFiles);
+        AssemblyFixture f(102);
+        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
+        if (bFiles)
+        {
+            f.app.m_strModelSW = f.Cube("vs.sgy", VsOf);
+            f.app.m_strModelD = f.Cube("rho.sgy", RhoOf);
+        }
+        ASSERT_EQ(0, f.eng.InitModel());
+        const double r = 1e-4;
+        for (int x = 0; x < f.NX; x++)
+        {
+            const size_t n = f.Index(x, 5, 6);
+            const double mx = f.ModelX(x);
+            const double v = VpOf(mx, 0, 0);
+            if (v < 100.0)
+            {
+                EXPECT_EQ(0.0f, f.vp[n]);
+                EXPECT_EQ(0.0f, f.rho[n]);
+                EXPECT_EQ(0.0f, f.vs[n]);
+                continue;
+            }
+            const double d = bFiles ? RhoOf(mx, 0, 0) : CCalc3D::GetDensityByPVel(v);
+            const double s = bFiles ? VsOf(mx, 0, 0) : CCalc3D::GetSVelByPVel(v);
+            EXPECT_NEAR(d * v * v * r / 15000.0, f.vp[n], 1e-5 * f.vp[n]) << x;
+            EXPECT_NEAR(r * 15000.0 / d, f.rho[n], 1e-6) << x;
+            EXPECT_NEAR(d * s * s * r / 15000.0, f.vs[n], 1e-5 * f.vp[n]) << x;
+        }
+    }
+}
+
+// Q becomes the per-step factor (1 - pi/Q)^(2 dt f); out of range: 1.
+TEST(Assembly, AttenuationFactor)
+{
+    AssemblyFixture f(101);
+    f.WithQ();
+    f.eng.m_Signal.m_dFreq = 25.0;
+    const float qs[6] = {2.0f, 3.1f, 50.0f, 400.0f, 10000.0f, 10001.0f};
+    f.app.m_strModelPW = f.Cube("vp.sgy", [](double, double, double) { return 2000.0f; });
+    f.app.m_strModelQ = f.Cube("q.sgy", [&](double x, double, double) { return qs[(int)(x / 10.0 + 0.5)]; });
+    ASSERT_EQ(0, f.eng.InitModel());
+    const double e = 2.0 * 0.001 * 25.0;
+    const float expected[6] = {1.0f, 0.0f, (float)pow(1.0 - M_PI / 50.0, e), (float)pow(1.0 - M_PI / 400.0, e),
+                               (float)pow(1.0 - M_PI / 10000.0, e), 1.0f};
+    for (int k = 0; k < 6; k++)
+    {
+        const float got = f.q[f.Index(f.N + k, 4, 7)];
+        EXPECT_EQ(expected[k], got) << "Q=" << qs[k];
+    }
+    EXPECT_LT(f.q[f.Index(f.N + 4, 4, 7)], 1.0f);   // Q = 10000 still damps
+    EXPECT_GT(f.q[f.Index(f.N + 4, 4, 7)], 0.9999f);
+}
+
+TEST(Assembly, Refusals)
+{
+    {
+        AssemblyFixture f(102);
+        f.eng.m_pVs = nullptr;
+        EXPECT_EQ(-2, f.eng.InitModel());
+    }
+    {
+        AssemblyFixture f(101);
+        f.eng.m_pRho = nullptr;
+        EXPECT_EQ(-2, f.eng.InitModel());
+    }
+    for (int nMethod : {103, 104})
+    {
+        AssemblyFixture f(nMethod);
+        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
+        EXPECT_EQ(-200, f.eng.InitModel()) << "no stiffness functions in this build";
+    }
+    {
+        AssemblyFixture f(102);
+        f.eng.m_nViscoL = 2;
+        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
+        EXPECT_EQ(-200, f.eng.InitModel()) << "no relaxation mechanisms in this build";
+    }
+    {
+        AssemblyFixture f(101);
+        f.app.m_strModelPW = (f.dir / "none.sgy").c_str();
+        EXPECT_EQ(-3, f.eng.InitModel());
+    }
+    {
+        AssemblyFixture f(101);
+        EXPECT_EQ(-107, f.eng.InitModel());   // no P velocity file
+    }
+}
+
+TEST(Assembly, DebugCubesOfTheCoefficients)
+{
+    AssemblyFixture f(102);
+    f.app.m_bDebug = true;
+    f.app.m_nNode = 0;
+    f.app.m_strOutputDir = (f.dir.path() + "/").c_str();
+    f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
+    ASSERT_EQ(0, f.eng.InitModel());
+    for (const char* name : {"P-Wave Velocity", "Density", "S-Wave Velocity"})
+    {
+        const std::string file = f.dir / (std::string("DebugModel(") + name + ")(0)-calc.sgy");
+        ASSERT_TRUE(FileExists(file)) << file;
+        const auto traces = model_test::ReadGather(file);
+        ASSERT_EQ((size_t)f.NX * f.NY, traces.size());
+    }
+    EXPECT_FALSE(FileExists(f.dir / "DebugModel(Quality)(0)-calc.sgy"));
+    const auto vpCube = model_test::ReadGather(f.dir / "DebugModel(P-Wave Velocity)(0)-calc.sgy");
+    for (int z = 0; z < f.NZ; z++)
+        EXPECT_NEAR(f.vp[f.Index(7, 4, z)], vpCube[4 * f.NX + 7][z], 1e-6 * f.vp[f.Index(7, 4, z)] + 1e-12);
+    // The load wrote its cubes of the velocities too.
+    EXPECT_TRUE(FileExists(f.dir / "DebugModel-1(P-Wave Velocity)(0)-orig.sgy"));
+    EXPECT_TRUE(FileExists(f.dir / "DebugModel-1(Density)(0)-orig.sgy"));
+}
+
+// ---- surfaces ------------------------------------------------------------------
+
+// Column (x, y) from a list of P velocities by depth; density is 10 * vp + z
+// so that the copied cell can be told apart.
+void SetColumn(AssemblyFixture& f, int x, int y, const std::vector<float>& vps)
+{
+    for (int z = 0; z < f.NZ; z++)
+    {
+        f.vp[f.Index(x, y, z)] = vps[z];
+        f.rho[f.Index(x, y, z)] = vps[z] > 0 ? 10.0f * vps[z] + z : 0.0f;
+    }
+}
+
+TEST(Assembly, InvisibleSurfaceContinuesTheFirstRockUpward)
+{
+    AssemblyFixture f(102);
+    //                       z: 0  1  2  3  4     5     6     7     8     9     10    11
+    const std::vector<float> topo = {0, 0, 0, 0, 0, 1500, 1600, 1700, 1800, 1900, 2000, 2100};
+    const std::vector<float> flat = {900, 900, 900, 900, 900, 900, 900, 900, 900, 900, 900, 900};
+    const std::vector<float> air(12, 0.0f);
+    const std::vector<float> last = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2500};   // rock only in the last plane
+    SetColumn(f, 4, 4, topo);
+    SetColumn(f, 5, 4, flat);
+    SetColumn(f, 6, 4, air);
+    SetColumn(f, 7, 4, last);
+    f.vs[f.Index(4, 4, 5)] = 700.0f;
+    ASSERT_EQ(0, f.eng.MakeSurface());
+    for (int z = 0; z < 5; z++)
+    {
+        EXPECT_EQ(1500.0f, f.vp[f.Index(4, 4, z)]) << z;
+        EXPECT_EQ(15005.0f, f.rho[f.Index(4, 4, z)]) << z;
+        EXPECT_EQ(700.0f, f.vs[f.Index(4, 4, z)]) << z;
+    }
+    EXPECT_EQ(1600.0f, f.vp[f.Index(4, 4, 6)]);   // below the surface nothing moves
+    for (int z = 0; z < f.NZ; z++)
+    {
+        EXPECT_EQ(900.0f, f.vp[f.Index(5, 4, z)]);
+        EXPECT_EQ(0.0f, f.vp[f.Index(6, 4, z)]);   // all air: stays empty
+        // The scan stops one plane short of the bottom: rock only there is
+        // not taken up.
+        EXPECT_EQ(z == 11 ? 2500.0f : 0.0f, f.vp[f.Index(7, 4, z)]);
+    }
+}
+
+TEST(Assembly, FreeSurfaceEmptiesTheTopStrip)
+{
+    AssemblyFixture f(101);
+    f.eng.m_nSurfType = 1;
+    std::fill(f.vp.begin(), f.vp.end(), 2000.0f);
+    std::fill(f.rho.begin(), f.rho.end(), 2200.0f);
+    f.vp[f.Index(3, 3, 5)] = 0.0f;   // air of the model itself stays
+    ASSERT_EQ(0, f.eng.MakeSurface());
+    for (int z = 0; z < f.NZ; z++)
+    {
+        const float e = z < f.N ? 0.0f : 2000.0f;
+        EXPECT_EQ(e, f.vp[f.Index(0, 0, z)]) << z;
+        EXPECT_EQ(e, f.vp[f.Index(9, 7, z)]) << z;
+        EXPECT_EQ(z < f.N ? 0.0f : 2200.0f, f.rho[f.Index(9, 7, z)]) << z;
+    }
+    EXPECT_EQ(0.0f, f.vp[f.Index(3, 3, 5)]);
+    EXPECT_EQ(2000.0f, f.vp[f.Index(3, 3, 6)]);
+}
+
+TEST(Assembly, BottomContinuesTheLastRockDownward)
+{
+    AssemblyFixture f(101);
+    f.WithQ();
+    const std::vector<float> cut = {1500, 1500, 1600, 1700, 1800, 1900, 0, 0, 0, 0, 0, 0};
+    const std::vector<float> gap = {1500, 1500, 1600, 0, 0, 1900, 2000, 0, 0, 0, 0, 0};
+    const std::vector<float> high = {1500, 1500, 1550, 1600, 0, 0, 0, 0, 0, 0, 0, 0};   // last rock at h + 1
+    const std::vector<float> halo = {1500, 1500, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};   // rock in the halo only
+    SetColumn(f, 2, 2, cut);
+    SetColumn(f, 3, 2, gap);
+    SetColumn(f, 4, 2, high);
+    SetColumn(f, 5, 2, halo);
+    f.q[f.Index(2, 2, 5)] = 80.0f;
+    ASSERT_EQ(0, f.eng.MakeSurfaceBottomDistributed());
+    for (int z = 0; z < f.NZ; z++)
+    {
+        EXPECT_EQ(z < 5 ? cut[z] : 1900.0f, f.vp[f.Index(2, 2, z)]) << z;
+        EXPECT_EQ(z < 5 ? 10.0f * cut[z] + z : 19005.0f, f.rho[f.Index(2, 2, z)]) << z;
+        EXPECT_EQ(z < 5 ? 0.0f : 80.0f, f.q[f.Index(2, 2, z)]) << z;
+        // Gaps above the last rock stay.
+        EXPECT_EQ(z < 6 ? gap[z] : 2000.0f, f.vp[f.Index(3, 2, z)]) << z;
+        // Last rock at or above halo + 1: the whole column takes it.
+        EXPECT_EQ(1600.0f, f.vp[f.Index(4, 2, z)]) << z;
+        // The search ends at the halo: nothing found, nothing changed.
+        EXPECT_EQ(halo[z], f.vp[f.Index(5, 2, z)]) << z;
+    }
+}
+
+} // namespace
