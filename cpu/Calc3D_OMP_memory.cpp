@@ -215,6 +215,15 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet)
         u_Warning("Warning! Not enough memory the on computer. Requested %g MB, but only %g MB is available.\n",
                   dRequired, dAvailable);
 
+    // Sizes whose element counts would wrap around are as unattainable as
+    // any other out-of-memory case (a grid of 2^40 cells is 4 TB).
+    const size_t kMaxCells = (size_t)1 << 40;
+    if (cells > kMaxCells || nTimeCells > kMaxCells || (size_t)L > 1024)
+    {
+        u_Print("Error! Not enough memory. Please, try to increase spatial steps.\n");
+        return 1;
+    }
+
     try
     {
         m_pVp = NewGrid(cells);
@@ -313,6 +322,11 @@ int CCalc3D_OMP::AllocateMemorySeismogram()
     FreeGrid(m_pBigShot);
     if (n == 0)
         return 0;
+    if (n / nRec != m_nSeisLen || n > ((size_t)1 << 40))
+    {
+        u_Print("Error! Not enough memory for seismogram. Please, try to increase spatial steps.\n");
+        return 1;
+    }
 
     if (app.m_bBigSeismogram)
     {

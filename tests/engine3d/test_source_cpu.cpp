@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -147,6 +148,16 @@ TEST(OmpMemory, LimitAndExhaustion)
         OmpTestGrid g(2000000, 2000000, 2000000, 101);
         EXPECT_EQ(1, g.E().AllocateMemory(false, true));
         EXPECT_EQ(nullptr, g.E().m_pRho);
+    }
+    {
+        // A trace length whose product with the receivers wraps around.
+        OmpTestGrid g(8, 8, 8, 101);
+        g.E().m_vRcvCells = {1, 2, 3};
+        g.E().m_nSeisLen = SIZE_MAX / 2;
+        EXPECT_EQ(1, g.E().AllocateMemorySeismogram());
+        EXPECT_EQ(nullptr, g.E().m_pSeis[0]);
+        g.E().m_nSeisLen = (size_t)1 << 50;   // no wrap, just far too much
+        EXPECT_EQ(1, g.E().AllocateMemorySeismogram());
     }
 }
 
