@@ -5,6 +5,7 @@
 
 #include "engine3d/Calc3D.h"
 
+#include <mpi.h>
 #include <vector>
 
 #include "base/Output.h"
@@ -22,6 +23,66 @@ static std::vector<float*> ColumnProperties(CCalc3D& e)
             v.push_back(p);
     return v;
 }
+
+// Per-column results passed through a depth group: the surface cell's
+// whole-grid plane (-1 while unknown) and its properties, one plane of
+// nx*ny values per grid that exists.
+namespace
+{
+struct ColumnPlanes
+{
+    std::vector<int> vDepth;
+    std::vector<std::vector<float>> vProps;   // in the order of the grids below
+    std::vector<float*> vGrids;               // the engine's grids
+    std::vector<int> vTagFirst, vTagReturn;
+
+    ColumnPlanes(CCalc3D& e)
+    {
+        const size_t nxy = (size_t)e.m_nx * e.m_ny;
+        vDepth.assign(nxy, -1);
+        // Message order and tags: depth 140/144, then these grids.
+        struct { float* p; int t1, t2; } all[] = {
+            {e.m_pVp, 141, 145},       {e.m_pRho, 143, 147},        {e.m_pVs, 142, 146},
+            {e.m_pAnisEps, 245, 240},  {e.m_pAnisDelta, 246, 241},  {e.m_pAnisGamma, 247, 242},
+            {e.m_pAnisAlpha, 248, 243}, {e.m_pAnisPhi, 249, 244},   {e.m_pQ, 148, 149}};
+        for (auto& a : all)
+        {
+            if (!a.p)
+                continue;
+            vGrids.push_back(a.p);
+            vProps.emplace_back(nxy, 0.0f);
+            vTagFirst.push_back(a.t1);
+            vTagReturn.push_back(a.t2);
+        }
+    }
+    void Send(int nTo, bool bReturn)
+    {
+        MPI_Send(vDepth.data(), (int)vDepth.size(), MPI_INT, nTo, bReturn ? 144 : 140, MPI_COMM_MT);
+        for (size_t k = 0; k < vProps.size(); k++)
+            MPI_Send(vProps[k].data(), (int)vProps[k].size(), MPI_FLOAT, nTo,
+                     bReturn ? vTagReturn[k] : vTagFirst[k], MPI_COMM_MT);
+    }
+    void Recv(int nFrom, bool bReturn)
+    {
+        MPI_Recv(vDepth.data(), (int)vDepth.size(), MPI_INT, nFrom, bReturn ? 144 : 140, MPI_COMM_MT,
+                 MPI_STATUS_IGNORE);
+        for (size_t k = 0; k < vProps.size(); k++)
+            MPI_Recv(vProps[k].data(), (int)vProps[k].size(), MPI_FLOAT, nFrom,
+                     bReturn ? vTagReturn[k] : vTagFirst[k], MPI_COMM_MT, MPI_STATUS_IGNORE);
+    }
+    void Take(size_t nCol, size_t nCell, int nDepth)
+    {
+        for (size_t k = 0; k < vGrids.size(); k++)
+            vProps[k][nCol] = vGrids[k][nCell];
+        vDepth[nCol] = nDepth;
+    }
+    void Put(size_t nCol, size_t nCell)
+    {
+        for (size_t k = 0; k < vGrids.size(); k++)
+            vGrids[k][nCell] = vProps[k][nCol];
+    }
+};
+} // namespace
 
 int CCalc3D::MakeSurface()
 {
@@ -45,9 +106,57 @@ int CCalc3D::MakeSurface()
 
     if (m_pApp->m_nGroupSize > 1)
     {
-        u_Error("Error! The invisible surface of a depth group is not available yet in this build of the 3D "
-                "engine.\n");
-        return -200;
+        // Top to bottom: the first node that meets rock in a column fixes
+        // its surface; back up: every node fills its part of the column.
+        ColumnPlanes planes(*this);
+        u_Print("MPI Node: Applying Invisible Surface\n");
+        const int nRank = m_pApp->m_nGroupRank;
+        const bool bFirst = nRank == 0;
+        const bool bLast = nRank == m_pApp->m_nGroupSize - 1;
+        const int nNode = m_pApp->m_nNode;
+        if (!bFirst)
+            planes.Recv(nNode - 1, false);
+        const int h = m_nHalo, nZ0 = m_nZ0;
+        float* const pVp = m_pVp;
+#pragma omp parallel for schedule(static)
+        for (int iy = 0; iy < ny; iy++)
+            for (int ix = 0; ix < nx; ix++)
+            {
+                const size_t nCol = (size_t)iy * nx + ix;
+                if (planes.vDepth[nCol] >= 0)
+                    continue;
+                for (int iz = h; iz < nz; iz++)
+                {
+                    if (pVp[nCol + (size_t)iz * nxy] > 0.0f)
+                    {
+                        planes.Take(nCol, nCol + (size_t)iz * nxy, iz + nZ0);
+                        break;
+                    }
+                }
+            }
+        if (!bLast)
+        {
+            planes.Send(nNode + 1, false);
+            planes.Recv(nNode + 1, true);
+        }
+#pragma omp parallel for schedule(static)
+        for (int iy = 0; iy < ny; iy++)
+            for (int ix = 0; ix < nx; ix++)
+            {
+                const size_t nCol = (size_t)iy * nx + ix;
+                const int d = planes.vDepth[nCol];
+                if (d < 0 || d < nZ0)
+                    continue;
+                int dl = d - nZ0;
+                if (dl >= nz - h - 1)
+                    dl = nz - 1;
+                // Nothing above the surface cell can be rock: all of it is filled.
+                for (int iz = 0; iz <= dl; iz++)
+                    planes.Put(nCol, nCol + (size_t)iz * nxy);
+            }
+        if (!bFirst)
+            planes.Send(nNode - 1, true);
+        return 0;
     }
 
     float* const pVp = m_pVp;
@@ -86,52 +195,62 @@ int CCalc3D::MakeSurface()
     return 0;
 }
 
+// The mirror image of the invisible top, for every surface type: bottom to
+// top through the group and back; in one process the messages fall away.
 int CCalc3D::MakeSurfaceBottomDistributed()
 {
     if (!m_pVp || m_nx < 1 || m_ny < 1 || m_nz < 1)
         return 0;
-    if (m_pApp->m_nGroupSize > 1)
-    {
-        u_Error("Error! The bottom surface of a depth group is not available yet in this build of the 3D "
-                "engine.\n");
-        return -200;
-    }
+    ColumnPlanes planes(*this);
     u_Print("MPI Node: Applying Bottom Surface\n");
-    const std::vector<float*> props = ColumnProperties(*this);
+    const bool bGroup = m_pApp->m_nGroupSize > 1;
+    const int nRank = bGroup ? m_pApp->m_nGroupRank : 0;
+    const bool bFirst = !bGroup || nRank == 0;
+    const bool bLast = !bGroup || nRank == m_pApp->m_nGroupSize - 1;
+    const int nNode = m_pApp->m_nNode;
     const size_t nxy = (size_t)m_nx * m_ny;
     const int nx = m_nx, ny = m_ny, nz = m_nz;
     const int h = m_nHalo;
     const int nZ0 = m_nZ0, nZ1 = m_nZ1;
     float* const pVp = m_pVp;
-    const int nProps = (int)props.size();
-    float* const* const pProps = props.data();
+    if (!bLast)
+        planes.Recv(nNode + 1, false);
 #pragma omp parallel for schedule(static)
     for (int iy = 0; iy < ny; iy++)
-    {
-        float rock[9];
         for (int ix = 0; ix < nx; ix++)
         {
             const size_t nCol = (size_t)iy * nx + ix;
-            int d = -1;
+            if (planes.vDepth[nCol] >= 0)
+                continue;
             for (int iz = nz - 1; iz >= h; iz--)
             {
                 if (pVp[nCol + (size_t)iz * nxy] > 0.0f)
                 {
-                    for (int k = 0; k < nProps; k++)
-                        rock[k] = pProps[k][nCol + (size_t)iz * nxy];
-                    d = iz + nZ0;
+                    planes.Take(nCol, nCol + (size_t)iz * nxy, iz + nZ0);
                     break;
                 }
             }
+        }
+    if (!bFirst)
+    {
+        planes.Send(nNode - 1, false);
+        planes.Recv(nNode - 1, true);
+    }
+#pragma omp parallel for schedule(static)
+    for (int iy = 0; iy < ny; iy++)
+        for (int ix = 0; ix < nx; ix++)
+        {
+            const size_t nCol = (size_t)iy * nx + ix;
+            const int d = planes.vDepth[nCol];
             if (d < 0 || d > nZ1)
                 continue;
             int dl = d - nZ0;
             if (dl <= h + 1)
                 dl = 0;
             for (int iz = dl; iz < nz; iz++)
-                for (int k = 0; k < nProps; k++)
-                    pProps[k][nCol + (size_t)iz * nxy] = rock[k];
+                planes.Put(nCol, nCol + (size_t)iz * nxy);
         }
-    }
+    if (!bLast)
+        planes.Send(nNode + 1, true);
     return 0;
 }
