@@ -3,6 +3,7 @@
 
 #include "engine3d/Calc3D.h"
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <mpi.h>
@@ -62,10 +63,12 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
             if (!p)
                 nCount = -1;
         }
-        // The lists go out as they are; a short list would send garbage, so
-        // such a node reports itself as failed.
+        // The lists go out as they are; a short list would send garbage, and
+        // a share beyond an int count cannot travel: such a node reports
+        // itself as failed.
         if (nCount > 0 && (m_vRcvPoints.size() < n || m_vRcvInline.size() < n || m_vRcvCrossline.size() < n
-                           || m_vRcvTraceId.size() < n || m_vRcvFileId.size() < n))
+                           || m_vRcvTraceId.size() < n || m_vRcvFileId.size() < n
+                           || n > (size_t)INT_MAX || nLen > (size_t)INT_MAX / n))
             nCount = -1;
         MPI_Send(&nCount, 1, MPI_INT, nLeader, 150, MPI_COMM_MT);
         if (nCount == 0)
@@ -103,9 +106,11 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
         if (vCounts[k] > nMax)
             nMax = vCounts[k];
     }
-    const size_t nTraces = (size_t)m_nTraces;
-    float* pFull = new (std::nothrow) float[nTraces * nLen]();
-    float* pRecv = new (std::nothrow) float[(size_t)nMax * nLen + 1]();
+    const size_t nTraces = m_nTraces > 0 ? (size_t)m_nTraces : 0;
+    // A node's share travels in one message, whose count is an int.
+    const bool bSizes = m_nTraces > 0 && nLen <= (size_t)INT_MAX / nTraces && (size_t)nMax * nLen <= (size_t)INT_MAX;
+    float* pFull = bSizes ? new (std::nothrow) float[nTraces * nLen]() : nullptr;
+    float* pRecv = bSizes ? new (std::nothrow) float[(size_t)nMax * nLen + 1]() : nullptr;
     if (!pFull || !pRecv)
     {
         u_Error("Error! Memory allocation error saving seismogram (additional %g MB requested).\n",

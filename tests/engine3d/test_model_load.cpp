@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <string>
@@ -85,6 +86,39 @@ TEST(ModelLoad, FileIsSpreadIntoTheStrips)
                 f.Source(x, y, z, px, py, pz);
                 ASSERT_NEAR(Smooth(px, py, pz), f.dest[f.Index(x, y, z)], 0.01) << x << "," << y << "," << z;
             }
+}
+
+// On a node of a depth group the slab ends in halo on its inner sides: the
+// block reaches h planes from there, and only the outer side repeats the
+// edge into the strip.
+TEST(ModelLoad, SlabOfADepthGroup)
+{
+    for (int nRank : {0, 1})
+    {
+        SCOPED_TRACE(nRank);
+        LoadFixture f;
+        const int N = f.N, h = 2, nz = f.NZ;
+        f.app.m_nGroupSize = 2;
+        f.app.m_nGroupRank = nRank;
+        f.app.m_nNode = nRank;
+        // Node 0: strip on top, halo below; its block starts at z = 0.
+        // Node 1: halo on top, strip below; its block starts at z = 20.
+        const double zTop = nRank == 0 ? 0.0 : 20.0;
+        const double gz0 = zTop - 10.0 * (nRank == 0 ? N : h);
+        f.eng.m_cubeGrid.z0 = gz0;
+        f.eng.m_cubeGrid.z1 = gz0 + 10.0 * (nz - 1);
+        const int snz = nz - 2 * N + (N - h);
+        // The file covers the whole depth range of both nodes.
+        const std::string path = f.dir / "vp.sgy";
+        ASSERT_TRUE(model_test::WriteCube(path, f.SNX, f.SNY, 12, 10.0, 0, 0, 0, Smooth));
+        ASSERT_EQ(0, f.eng.LoadModelComponent(0, path.c_str(), nullptr, f.dest.data(), f.scratch.data()));
+        const int nShift = nRank == 0 ? N : h;
+        for (int z = 0; z < nz; z++)
+        {
+            const int sz = std::min(std::max(z - nShift, 0), snz - 1);
+            EXPECT_NEAR(Smooth(20.0, 10.0, zTop + 10.0 * sz), f.dest[f.Index(N + 2, N + 1, z)], 0.01) << z;
+        }
+    }
 }
 
 struct ThresholdCase
