@@ -1,6 +1,6 @@
 // The acoustic method as a whole, run by the program itself on a homogeneous
 // model: the recorded pressure against the 3D Green's function, the PML
-// against a larger grid, and an unstable time step.
+// against a larger grid, the divergence time field, and an unstable step.
 //
 // A point injection of pressure at the rate q(t) = 1e9 * w(t) (the engine's
 // source scale 1e9 * dt / dx^3 per step and cell) solves
@@ -110,7 +110,7 @@ std::vector<double> RecordTimes(double dt, double t0, double t1)
 
 // A homogeneous model of n^3 nodes from 0 with the source in its middle,
 // run by the program in its own directory.
-RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1)
+RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1, const char* pszExtra = "")
 {
     RunResult res;
     const double mid = kDx * (n - 1) / 2;
@@ -126,13 +126,13 @@ RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1)
         snprintf(line, sizeof(line), "%g %g %g %g %g %g 1 1\n", mid, mid, mid, mid + r.dx, mid + r.dy, mid + r.dz);
         strSurvey += line;
     }
-    char job[1024];
+    char job[2048];
     snprintf(job, sizeof(job),
              "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
              "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n"
              "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = %g\ndt = %g\n"
-             "[Mesh]\ndx = %g\ndt = %g\n[Source]\nType = 0\nFrequency = %g\nSignal = 1\n",
-             t1, dt, kDx, dt, kFreq);
+             "[Mesh]\ndx = %g\ndt = %g\n[Source]\nType = 0\nFrequency = %g\nSignal = 1\n%s",
+             t1, dt, kDx, dt, kFreq, pszExtra);
     if (!model_test::WriteText(dir + "/survey.txt", strSurvey) || !model_test::WriteText(dir + "/runtask.ini", job))
         return res;
     const std::string cmd = "cd '" + dir + "' && '" + kProgram + "' > out.txt 2>&1";
@@ -235,6 +235,46 @@ TEST_F(PhysicsAcoustic, PmlReflectionBelowOnePercent)
         printf("receiver %d: boundary reflection %.3f%% of the direct wave\n", i, 100 * dDiff / dMax);
         EXPECT_LT(dDiff / dMax, 0.01) << "receiver " << i;
     }
+}
+
+// The time field of the largest divergence: div v is dP/dt / (rho c^2),
+// which follows q''(t - r/c) / r, largest at t = r/c. The field is sampled
+// every 5 steps, so each node's time lies within 5 ms of r/c.
+TEST_F(PhysicsAcoustic, TimeFieldOfDivergenceFollowsTheWavefront)
+{
+    sdspc_test::TempDir dir;
+    RunResult run = RunHomogeneous(dir.path(), 41, kDt, 0.3, "[Time]\nType = 2\ndx = 40\n");
+    ASSERT_EQ(0, run.nStatus) << run.strOut;
+    std::string name;
+    for (const char* n : {"/vp+Time3DAPU(MaxDiv).sgy", "/vp+Time3DAPU(MaxDiv)-1.sgy"})
+        if (Exists(dir.path() + n))
+            name = dir.path() + n;
+    ASSERT_FALSE(name.empty()) << run.strOut;
+    EXPECT_FALSE(Exists(dir.path() + "/vp+Time3DAPU(MaxEnergy).sgy"));
+    CSdsPC file;
+    ASSERT_TRUE(file.OnOpen(name.c_str(), 0));
+    ASSERT_EQ(11 * 11, file.m_nTraceCount);   // 0..400 m every 40 m
+    ASSERT_EQ(11, file.m_nTraceLen);
+    double dWorst = 0;
+    for (int k = 0; k < file.m_nTraceCount; k++)
+    {
+        std::vector<float> t(11);
+        ASSERT_TRUE(file.GetTrace(k, t.data(), 11));
+        C3DPointR src, rec;
+        ASSERT_TRUE(file.GetCoord(k, src, rec));
+        EXPECT_NEAR(40.0 * (k % 11), rec.x, 1e-3);
+        EXPECT_NEAR(40.0 * (k / 11), rec.y, 1e-3);
+        for (int j = 0; j < 11; j++)
+        {
+            const double dx = rec.x - 200, dy = rec.y - 200, dz = 40.0 * j - 200;
+            const double r = sqrt(dx * dx + dy * dy + dz * dz);
+            if (r < 40.0)
+                continue;   // the source cell itself
+            dWorst = std::max(dWorst, fabs(t[j] - r / kC));
+            EXPECT_NEAR(r / kC, t[j], 0.005) << "node " << k << " depth " << 40 * j;
+        }
+    }
+    printf("largest difference of the divergence time field from r/c: %.1f ms\n", 1000 * dWorst);
 }
 
 // A time step far beyond the stability limit blows up; the run ends with
