@@ -239,6 +239,10 @@ TEST(ModelLoad, Failures)
     ASSERT_TRUE(model_test::WriteText(f.dir / "text.sgy", "not a SEG-Y file at all\n"));
     EXPECT_EQ(-3, f.eng.LoadModelComponent(0, (f.dir / "text.sgy").c_str(), nullptr, f.dest.data(),
                                           f.scratch.data()));
+    // A model that lies wholly beside the grid: nothing to read.
+    const std::string away = f.dir / "away.sgy";
+    ASSERT_TRUE(model_test::WriteCube(away, 6, 5, 6, 10.0, 5000, 5000, 0, Smooth));
+    EXPECT_EQ(-3, f.eng.LoadModelComponent(0, away.c_str(), nullptr, f.dest.data(), f.scratch.data()));
     // A grid too small to hold anything besides its strips.
     const std::string file = f.Cube("vp.sgy", Smooth);
     f.eng.m_nx = 2 * f.N;
