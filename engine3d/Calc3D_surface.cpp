@@ -36,7 +36,7 @@ struct ColumnPlanes
     std::vector<float*> vGrids;               // the engine's grids
     std::vector<int> vTagFirst, vTagReturn;
 
-    ColumnPlanes(CCalc3D& e)
+    explicit ColumnPlanes(CCalc3D& e)
     {
         const size_t nxy = (size_t)e.m_nx * e.m_ny;
         vDepth.assign(nxy, -1);
