@@ -314,7 +314,7 @@ double ScalerFactor(int scaler)
     if (scaler > 1)
         return (double)scaler;
     if (scaler < -1)
-        return 1.0 / (double)(-scaler);
+        return 1.0 / -(double)scaler;  // in double: -INT_MIN does not fit an int
     return 1.0;
 }
 
