@@ -228,8 +228,19 @@ CString CCalc3D::GetFileName(int nType, char cComponent, bool bTemplate, bool bM
         strResult.Format("%s+%s3D%sP%c%s%s%s", (const char*)strName, pszKind, pszMethod, cDir, szComp,
                          (const char*)strNote, pszExt);
     else if (bTemplate)
-        strResult.Format("%s+%s3D%sP%c%s%s-%%d%s", (const char*)strName, pszKind, pszMethod, cDir, szComp,
+    {
+        // The template is a printf format for the shot number: a '%' of the
+        // directory or model name must stand for itself.
+        CString strEscaped;
+        for (int i = 0; i < strName.GetLength(); ++i)
+        {
+            if (strName[i] == '%')
+                strEscaped += '%';
+            strEscaped += strName[i];
+        }
+        strResult.Format("%s+%s3D%sP%c%s%s-%%d%s", (const char*)strEscaped, pszKind, pszMethod, cDir, szComp,
                          (const char*)strNote, pszExt);
+    }
     else if (nType == 2 && !m_bTimeMerge)
     {
         CString strPos;
