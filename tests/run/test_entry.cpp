@@ -189,4 +189,44 @@ TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
     EXPECT_FALSE(Exists("Ondex-2.log")) << "a passive process does no work";
     EXPECT_NE(m_out.find("The program has finised with result 0.\n"), std::string::npos);
 }
+// A merge that cannot write its output: the component loop stops at the
+// first failure, no success line, the elapsed time all the same.
+TEST_F(Entry, MergeFailureStopsTheComponentsAndPrintsNoSuccess)
+{
+    WriteFile("runtask.ini", kMergeJob);
+    WriteShotFiles(1, 1, 1);
+    // A directory where the merged file of component X would go.
+    COndexApp app;
+    ASSERT_EQ(app.ReadTask("runtask.ini"), 0);
+    const CString strMergedX = app.m_pCalc3D->GetFileName(0, 'X', false, true, 0.0);
+    ASSERT_EQ(mkdir(strMergedX, 0755), 0);
+    remove("Ondex-0.log");
+
+    EXPECT_EQ(Run(kProgram + " x 1 1"), 255) << m_out;   // -1 of MergeResults
+    EXPECT_NE(m_out.find("The program has finised with result -1.\n"), std::string::npos) << m_out;
+    EXPECT_TRUE(LogHas("Merging component 'X'...\n"));
+    EXPECT_TRUE(LogHas("The results has not been merged!\n"));
+    EXPECT_FALSE(LogHas("Merging component 'Y'...\n"));
+    EXPECT_FALSE(LogHas("Simulation finished successfully."));
+    EXPECT_TRUE(LogHas("Elapsed Time: "));
+}
+
+// The time field step runs after a failed component and its result replaces
+// the one before it: the run's result is that of the last merge step.
+TEST_F(Entry, LaterMergeStepResultReplacesAnEarlierFailure)
+{
+    WriteFile("runtask.ini", std::string(kMergeJob) + "[Time]\nType = 1\n");
+    COndexApp app;
+    ASSERT_EQ(app.ReadTask("runtask.ini"), 0);
+    const CString strMergedX = app.m_pCalc3D->GetFileName(0, 'X', false, true, 0.0);
+    ASSERT_EQ(mkdir(strMergedX, 0755), 0);
+    remove("Ondex-0.log");
+
+    EXPECT_EQ(Run(kProgram + " x 1 1"), 0) << m_out;
+    EXPECT_TRUE(LogHas("The results has not been merged!\n"));
+    EXPECT_FALSE(LogHas("Merging component 'Y'...\n"));
+    EXPECT_TRUE(LogHas("Merging Time Field...max energy\n"));
+    EXPECT_FALSE(LogHas("max divergence"));
+    EXPECT_TRUE(LogHas("Simulation finished successfully.\n"));
+}
 } // namespace
