@@ -255,6 +255,40 @@ float DecodeIBMFloat(const unsigned char* in4)
     return IBMToIEEE(((uint32_t)in4[0] << 24) | ((uint32_t)in4[1] << 16) | ((uint32_t)in4[2] << 8) | in4[3]);
 }
 
+namespace {
+// 16^(e - 70) for the IBM exponents e whose every value M * 16^(e - 70),
+// 1 <= M < 2^24, is a normal float: the product of the exact float M and this
+// power of two is then exact, so it equals the one rounding of IBMToIEEE and
+// does not depend on the flush-to-zero mode. Other exponents take IBMToIEEE.
+constexpr int kIbmFastLo = 39, kIbmFastHi = 96;
+struct IbmPowers {
+    float p[128];
+    IbmPowers()
+    {
+        for (int e = 0; e < 128; e++)
+            p[e] = (e >= kIbmFastLo && e <= kIbmFastHi) ? std::ldexp(1.0f, 4 * (e - 70)) : 0.0f;
+    }
+};
+}  // namespace
+
+void DecodeIBMFloats(const unsigned char* in, float* out, int n)
+{
+    static const IbmPowers g_ibmPowers;  // local: ready whenever the first call comes
+    for (int i = 0; i < n; i++, in += 4) {
+        const uint32_t w = ((uint32_t)in[0] << 24) | ((uint32_t)in[1] << 16) | ((uint32_t)in[2] << 8) | in[3];
+        const uint32_t m = w & 0x00FFFFFFu;
+        const int e = (int)((w >> 24) & 0x7F);
+        if (m == 0) {
+            out[i] = 0.0f;
+        } else if (e >= kIbmFastLo && e <= kIbmFastHi) {
+            const float f = (float)m * g_ibmPowers.p[e];
+            out[i] = (w & 0x80000000u) ? -f : f;
+        } else {
+            out[i] = IBMToIEEE(w);
+        }
+    }
+}
+
 float DecodeBEFloat(const unsigned char* in4)
 {
     const uint32_t w = ((uint32_t)in4[0] << 24) | ((uint32_t)in4[1] << 16) | ((uint32_t)in4[2] << 8) | in4[3];

@@ -173,6 +173,9 @@ uint32_t IEEEToIBM(float v); // the same 4 bytes as a big-endian word
 // to the nearest float (which may be 0).
 float DecodeIBMFloat(const unsigned char* in4);
 float IBMToIEEE(uint32_t word);
+// n samples of 4 bytes each in file order, the same values as DecodeIBMFloat
+// one by one; the loop for whole traces.
+void DecodeIBMFloats(const unsigned char* in, float* out, int n);
 // Big-endian IEEE float (format 5); NaN and infinities give 0.
 float DecodeBEFloat(const unsigned char* in4);
 

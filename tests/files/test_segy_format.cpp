@@ -143,6 +143,42 @@ TEST(IbmFloat, RoundTripIsExactWhenNoBitFallsOff)
         EXPECT_EQ(IEEEToIBM(IBMToIEEE(w)), w) << std::hex << w;
 }
 
+// The block decoder takes a shortcut for most exponents; every exponent, both
+// signs and mantissas from the smallest to the largest must give the very
+// same float as the word-by-word decoder, denormal and saturated ranges included.
+TEST(IbmFloat, BlockDecoderAgreesWithSingleDecoder)
+{
+    const uint32_t mant[] = {0x000000u, 0x000001u, 0x000007u, 0x0FFFFFu, 0x100000u, 0x123457u,
+                             0x7FFFFFu, 0x800001u, 0xABCDEFu, 0xFFFFFEu, 0xFFFFFFu};
+    std::vector<unsigned char> bytes;
+    std::vector<uint32_t> words;
+    for (uint32_t sign = 0; sign < 2; sign++)
+        for (uint32_t e = 0; e < 128; e++)
+            for (uint32_t m : mant) {
+                const uint32_t w = (sign << 31) | (e << 24) | m;
+                words.push_back(w);
+                bytes.push_back((unsigned char)(w >> 24));
+                bytes.push_back((unsigned char)(w >> 16));
+                bytes.push_back((unsigned char)(w >> 8));
+                bytes.push_back((unsigned char)w);
+            }
+    std::vector<float> out(words.size(), -1.0f);
+    DecodeIBMFloats(bytes.data(), out.data(), (int)words.size());
+    for (size_t i = 0; i < words.size(); i++) {
+        const float one = DecodeIBMFloat(&bytes[4 * i]);
+        uint32_t a, b;
+        memcpy(&a, &out[i], 4);
+        memcpy(&b, &one, 4);
+        ASSERT_EQ(a, b) << std::hex << "word " << words[i];
+    }
+    // Spot values: 1.0 (exponent 65, mantissa 0x100000) and -118.625.
+    EXPECT_EQ(out[(size_t)(65 * 11 + 4)], 1.0f);
+    const unsigned char w[4] = {0xC2, 0x76, 0xA0, 0x00};
+    float v = 0.0f;
+    DecodeIBMFloats(w, &v, 1);
+    EXPECT_EQ(v, -118.625f);
+}
+
 TEST(BigEndianFloat, NonFiniteValuesReadAsZero)
 {
     const unsigned char one[4] = {0x3F, 0x80, 0x00, 0x00};
