@@ -78,6 +78,7 @@ void CSdsPC::Reset()
     m_nTraceBytes = 0;
     m_nFrame = 0;
     m_bFoot = 0;
+    SetReadBlock(false);
 }
 
 bool CSdsPC::GetTypeFromFileName(const char* name, TYPEFILE& type)

@@ -225,4 +225,16 @@ private:
     bool ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& nDecoded);
     bool ReadTraceSDS(int nTrace, float* pBuf, int nLen, int& nDecoded);
     bool ReadTraceVMG(int nTrace, float* pBuf, int nLen, int& nDecoded);
+
+    // Read-ahead block, switched on by Get3D_buf while it walks the catalogue:
+    // traces that lie one behind the other then come from memory instead of a
+    // seek and two reads each. Off, and empty, outside that call.
+    std::vector<unsigned char> m_vReadBlock;
+    int64_t m_nReadBlockPos = 0;  // file position of m_vReadBlock[0]
+    size_t m_nReadBlockLen = 0;   // bytes of it that hold file data
+    bool m_bReadBlock = false;
+    // Bytes [pos, pos + n) of the file from the block, refilled as needed.
+    // Null on failure, with bSeekFailed telling a failed seek from a short read.
+    const unsigned char* FetchBlock(int64_t pos, size_t n, bool& bSeekFailed);
+    void SetReadBlock(bool bOn);
 };

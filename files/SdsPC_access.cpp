@@ -27,19 +27,81 @@ inline bool PointSet(const CPointR& pt)
 
 }  // namespace
 
+// ---------------------------------------------------------- read-ahead block
+
+namespace {
+// A block of this size is read when the walk goes forward; a jump elsewhere
+// reads a small one, so that a catalogue in random order costs little more
+// than plain reads.
+const size_t kReadBlockBig = (size_t)4 << 20;
+const size_t kReadBlockSmall = (size_t)64 << 10;
+}  // namespace
+
+void CSdsPC::SetReadBlock(bool bOn)
+{
+    m_bReadBlock = bOn;
+    m_nReadBlockPos = 0;
+    m_nReadBlockLen = 0;
+    if (!bOn) std::vector<unsigned char>().swap(m_vReadBlock);
+}
+
+const unsigned char* CSdsPC::FetchBlock(int64_t pos, size_t n, bool& bSeekFailed)
+{
+    bSeekFailed = false;
+    if (pos < 0) {
+        bSeekFailed = true;
+        return nullptr;
+    }
+    const int64_t end = m_nReadBlockPos + (int64_t)m_nReadBlockLen;
+    if (m_nReadBlockLen > 0 && pos >= m_nReadBlockPos && pos + (int64_t)n <= end)
+        return m_vReadBlock.data() + (pos - m_nReadBlockPos);
+    bool forward = m_nReadBlockLen == 0 || (pos >= m_nReadBlockPos && pos <= end + (int64_t)kReadBlockSmall);
+    size_t want = forward ? kReadBlockBig : kReadBlockSmall;
+    if (want < n) want = n;
+    m_nReadBlockLen = 0;
+    if (m_vReadBlock.size() < want) {
+        try {
+            m_vReadBlock.resize(want);
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+    if (fseeko(m_fp, (off_t)pos, SEEK_SET) != 0) {
+        bSeekFailed = true;
+        return nullptr;
+    }
+    m_nReadBlockPos = pos;
+    m_nReadBlockLen = fread(m_vReadBlock.data(), 1, want, m_fp);
+    if (m_nReadBlockLen < n) return nullptr;
+    return m_vReadBlock.data();
+}
+
 // ---------------------------------------------------------------- raw reads
 
 bool CSdsPC::ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& m)
 {
     m = 0;
-    if (fseeko(m_fp, (off_t)m_pSR[nTrace].nFilePos, SEEK_SET) != 0) {
-        u_Print("GetTrace SGY file reading error: !FSETPOS\n");
-        return false;
-    }
+    const int64_t pos = m_pSR[nTrace].nFilePos;
+    const unsigned char* block = nullptr;  // header and samples, when the read-ahead block is on
+    bool bSeekFailed = false;
     SGY_TRACEHEADER th;
-    if (fread(&th, 1, sizeof(th), m_fp) != sizeof(th)) {
-        u_Print("GetTrace SGY file reading error: !fread\n");
-        return false;
+    if (m_bReadBlock) {
+        block = FetchBlock(pos, sizeof(th), bSeekFailed);
+        if (!block) {
+            u_Print(bSeekFailed ? "GetTrace SGY file reading error: !FSETPOS\n"
+                                : "GetTrace SGY file reading error: !fread\n");
+            return false;
+        }
+        memcpy(&th, block, sizeof(th));
+    } else {
+        if (fseeko(m_fp, (off_t)pos, SEEK_SET) != 0) {
+            u_Print("GetTrace SGY file reading error: !FSETPOS\n");
+            return false;
+        }
+        if (fread(&th, 1, sizeof(th), m_fp) != sizeof(th)) {
+            u_Print("GetTrace SGY file reading error: !fread\n");
+            return false;
+        }
     }
     if (ProverkaHederaSEGY(&th, m_bSwap) == 0 || SizeOfPointSDS(&th, nullptr) == 0) {
         u_Print("GetTrace SGY file reading error: wrong trace header\n");
@@ -51,22 +113,41 @@ bool CSdsPC::ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& m)
         u_Print("GetTrace SGY file reading error: wrong trace header\n");
         return false;
     }
-    unsigned char* raw = new (std::nothrow) unsigned char[(size_t)bytes];
-    if (!raw) {
-        u_Print("GetTrace SGY: memory allocation error! (new buf==NULL)\n");
-        return false;
-    }
-    if (fread(raw, 1, (size_t)bytes, m_fp) != (size_t)bytes) {
-        delete[] raw;
-        u_Print("GetTrace SGY file reading error: !fread\n");
-        return false;
+    unsigned char* own = nullptr;
+    const unsigned char* raw = nullptr;
+    if (block) {
+        block = FetchBlock(pos, sizeof(th) + (size_t)bytes, bSeekFailed);
+        if (!block) {
+            u_Print(bSeekFailed ? "GetTrace SGY file reading error: !FSETPOS\n"
+                                : "GetTrace SGY file reading error: !fread\n");
+            return false;
+        }
+        raw = block + sizeof(th);
+    } else {
+        own = new (std::nothrow) unsigned char[(size_t)bytes];
+        if (!own) {
+            u_Print("GetTrace SGY: memory allocation error! (new buf==NULL)\n");
+            return false;
+        }
+        if (fread(own, 1, (size_t)bytes, m_fp) != (size_t)bytes) {
+            delete[] own;
+            u_Print("GetTrace SGY file reading error: !fread\n");
+            return false;
+        }
+        raw = own;
     }
     // Every format, host floats included, decodes at most nLen samples: a
     // caller asking for fewer than the trace holds gets exactly nLen floats.
     int n = bytes / size;
     if (n > nLen) n = nLen;
+    if (m_DataType == SGYDT_IBM_FLOAT) {
+        DecodeIBMFloats(raw, pBuf, n);
+        delete[] own;
+        m = n;
+        return true;
+    }
     for (int i = 0; i < n; i++) {
-        unsigned char* b = raw + (size_t)i * size;
+        const unsigned char* b = raw + (size_t)i * size;
         float v = 0.0f;
         switch (m_DataType) {
         case SGYDT_IBM_FLOAT:
@@ -98,7 +179,7 @@ bool CSdsPC::ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& m)
         }
         pBuf[i] = v;
     }
-    delete[] raw;
+    delete[] own;
     m = n;
     return true;
 }
@@ -106,14 +187,27 @@ bool CSdsPC::ReadTraceSGY(int nTrace, float* pBuf, int nLen, int& m)
 bool CSdsPC::ReadTraceSDS(int nTrace, float* pBuf, int nLen, int& m)
 {
     m = 0;
-    if (fseeko(m_fp, (off_t)m_pSR[nTrace].nFilePos, SEEK_SET) != 0) {
-        u_Print("GetTrace SDS file reading error: !FSETPOS\n");
-        return false;
-    }
+    const int64_t pos = m_pSR[nTrace].nFilePos;
+    const unsigned char* block = nullptr;  // header and samples, when the read-ahead block is on
+    bool bSeekFailed = false;
     SDS_TRACEHEADER h;
-    if (fread(&h, 1, sizeof(h), m_fp) != sizeof(h) || h.ActualFlag == 0) {
-        u_Print("GetTrace SDS file reading error: !fread\n");
-        return false;
+    if (m_bReadBlock) {
+        block = FetchBlock(pos, sizeof(h), bSeekFailed);
+        if (block) memcpy(&h, block, sizeof(h));
+        if (!block || h.ActualFlag == 0) {
+            u_Print(bSeekFailed ? "GetTrace SDS file reading error: !FSETPOS\n"
+                                : "GetTrace SDS file reading error: !fread\n");
+            return false;
+        }
+    } else {
+        if (fseeko(m_fp, (off_t)pos, SEEK_SET) != 0) {
+            u_Print("GetTrace SDS file reading error: !FSETPOS\n");
+            return false;
+        }
+        if (fread(&h, 1, sizeof(h), m_fp) != sizeof(h) || h.ActualFlag == 0) {
+            u_Print("GetTrace SDS file reading error: !fread\n");
+            return false;
+        }
     }
     int size = SizeOfPointSDS(&h);
     if (size < 1) {
@@ -125,15 +219,28 @@ bool CSdsPC::ReadTraceSDS(int nTrace, float* pBuf, int nLen, int& m)
     if (nTr < 1) return true;
     // The whole trace is read: the "T1" coding keeps its high byte at the end.
     size_t nb = (size_t)nTr * (size_t)size;
-    unsigned char* raw = new (std::nothrow) unsigned char[nb];
-    if (!raw) {
-        u_Print("GetTrace SDS: memory allocation error! (new buf==NULL)\n");
-        return false;
-    }
-    if (fread(raw, 1, nb, m_fp) != nb) {
-        delete[] raw;
-        u_Print("GetTrace SDS file reading error: !fread\n");
-        return false;
+    unsigned char* own = nullptr;
+    const unsigned char* raw = nullptr;
+    if (block) {
+        block = FetchBlock(pos, sizeof(h) + nb, bSeekFailed);
+        if (!block) {
+            u_Print(bSeekFailed ? "GetTrace SDS file reading error: !FSETPOS\n"
+                                : "GetTrace SDS file reading error: !fread\n");
+            return false;
+        }
+        raw = block + sizeof(h);
+    } else {
+        own = new (std::nothrow) unsigned char[nb];
+        if (!own) {
+            u_Print("GetTrace SDS: memory allocation error! (new buf==NULL)\n");
+            return false;
+        }
+        if (fread(own, 1, nb, m_fp) != nb) {
+            delete[] own;
+            u_Print("GetTrace SDS file reading error: !fread\n");
+            return false;
+        }
+        raw = own;
     }
     int n = nTr < nLen ? nTr : nLen;
     if (h.szFormat[0] == 'R' && h.szFormat[1] == '4') {
@@ -160,7 +267,7 @@ bool CSdsPC::ReadTraceSDS(int nTrace, float* pBuf, int nLen, int& m)
     } else {
         n = 0;
     }
-    delete[] raw;
+    delete[] own;
     m = n;
     return true;
 }

@@ -2,6 +2,7 @@
 // cube in memory built from any open trace file.
 #include "files/SdsPC.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <ctime>
@@ -272,42 +273,84 @@ bool CSdsPC::Get3D_buf(C3DSizeN size, CCubeR cube, float* pOut, SDS_TRACEINFO_AL
     }
     memset(w, 0, sizeof(float) * (size_t)nxy);
 
+    // Traces are placed in batches: the corners of a batch are added plane by
+    // plane, so that the cube, z slowest, is written along its rows and not a
+    // plane apart for every sample. Each node still takes its contributions in
+    // the order of the catalogue and of the four corners, so the sums are the
+    // same as trace by trace. The batch holds at most 1 MB of samples.
+    const int64_t kBatchFloats = 262144;
+    int nBatch = (int)std::min<int64_t>(256, std::max<int64_t>(1, kBatchFloats / nz));
+    struct Corner {
+        int64_t node;
+        float w;
+        int slot;
+    };
+    std::vector<float> batch;
+    std::vector<Corner> corners;
+    std::vector<float> tmp;  // the file's trace, for resampled reads
+    try {
+        batch.resize((size_t)nBatch * ((size_t)nz + 2));
+        corners.reserve((size_t)nBatch * 4);
+        if (m_nTraceLen > 0) tmp.resize((size_t)m_nTraceLen);
+    } catch (const std::bad_alloc&) {
+        nBatch = 1;  // fall back to the single trace buffer
+        batch.clear();
+    }
+    auto flush = [&](int nSlots, const float* slots) {
+        (void)nSlots;
+        for (int iz = 0; iz < nz; iz++) {
+            float* plane = pOut + iz * nxy;
+            for (const Corner& c : corners) plane[c.node] += slots[(size_t)c.slot * (nz + 2) + iz] * c.w;
+        }
+        for (const Corner& c : corners) w[c.node] += c.w;
+        corners.clear();
+    };
+
+    // Consecutive traces come from one read-ahead block instead of a seek each.
+    struct BlockGuard {
+        CSdsPC* p;
+        ~BlockGuard() { p->SetReadBlock(false); }
+    } guard{this};
+    SetReadBlock(true);
+
     // With nz = 1 the axis has step 0: the read then gives the one sample at z0.
     double axis[3] = {cube.z0, cube.z1, dz};
+    int nSlot = 0;
     for (int i = 0; i < m_nTraceCount; i++) {
         double X = m_pSR[i].fRecX, Y = m_pSR[i].fRecY;
         double u = (X - cube.x0) / dx, v = (Y - cube.y0) / dy;
         // Far outside the grid no corner can count; also keeps the casts defined.
         if (!(u > -1.0 && u < nx) || !(v > -1.0 && v < ny)) continue;
-        if (!GetTrace(i, trace, axis, nullptr, fMin)) continue;
+        float* tr = batch.empty() ? trace : batch.data() + (size_t)nSlot * ((size_t)nz + 2);
+        if (!GetTrace(i, tr, axis, tmp.empty() ? nullptr : tmp.data(), fMin)) continue;
         int iu = (int)u, iv = (int)v;
         double a = iu + 1 - u, b = u - iu, c = iv + 1 - v, e = v - iv;
         const int cx[4] = {iu, iu + 1, iu, iu + 1};
         const int cy[4] = {iv, iv, iv + 1, iv + 1};
         const double cw[4] = {a * c, b * c, a * e, b * e};
+        bool bUsed = false;
         for (int k = 0; k < 4; k++) {
             if (!(cw[k] > 0) || cx[k] < 0 || cx[k] >= nx || cy[k] < 0 || cy[k] >= ny) continue;
-            int64_t node = (int64_t)cy[k] * nx + cx[k];
-            float wk = (float)cw[k];
-            for (int iz = 0; iz < nz; iz++) {
-                float sv = trace[iz];
-                if (fMin > 0 && sv < fMin) {
-                    sv = NAN;
-                    trace[iz] = NAN;  // stays invalid for the next corners
-                }
-                pOut[iz * nxy + node] += sv * wk;
-            }
-            w[node] += wk;
+            corners.push_back(Corner{(int64_t)cy[k] * nx + cx[k], (float)cw[k], nSlot});
+            bUsed = true;
+        }
+        if (!bUsed) continue;
+        // An invalid sample is NaN for every corner of the trace.
+        if (fMin > 0)
+            for (int iz = 0; iz < nz; iz++)
+                if (tr[iz] < fMin) tr[iz] = NAN;
+        if (batch.empty()) {
+            flush(1, trace);
+        } else if (++nSlot == nBatch) {
+            flush(nSlot, batch.data());
+            nSlot = 0;
         }
     }
+    if (!corners.empty()) flush(nSlot, batch.data());
 
     bool bAny = false;
-    for (int64_t n = 0; n < nxy; n++) {
-        if (w[n] > 0) {
-            bAny = true;
-            for (int iz = 0; iz < nz; iz++) pOut[iz * nxy + n] /= w[n];
-        }
-    }
+    for (int64_t n = 0; n < nxy; n++)
+        if (w[n] > 0) bAny = true;
     // Without a single node reached the holes cannot be filled: a failure.
     if (!bAny) {
         delete[] w;
@@ -315,11 +358,27 @@ bool CSdsPC::Get3D_buf(C3DSizeN size, CCubeR cube, float* pOut, SDS_TRACEINFO_AL
         u_Print("Get3D_buf(%s): no trace lies inside the grid\n", m_szFileName);
         return false;
     }
+    for (int iz = 0; iz < nz; iz++) {
+        float* plane = pOut + iz * nxy;
+        for (int64_t n = 0; n < nxy; n++)
+            if (w[n] > 0) plane[n] /= w[n];
+    }
 
-    // Fill the holes along the grid lines, pass by pass.
+    // Fill the holes along the grid lines, pass by pass. Within a pass only
+    // nodes of positive weight are sources, and filling never changes them, so
+    // the holes of a row are worked out first and then written plane by plane.
+    struct Fill {
+        int64_t node;
+        int64_t src[4];
+        double f[4];
+        double fs;
+    };
+    std::vector<Fill> fills;
+    fills.reserve((size_t)nx);
     for (;;) {
         bool bNeedPass = false, bFilled = false;
         for (int iy = 0; iy < ny; iy++) {
+            fills.clear();
             for (int ix = 0; ix < nx; ix++) {
                 int64_t node = (int64_t)iy * nx + ix;
                 if (w[node] != 0.0f) continue;
@@ -354,24 +413,30 @@ bool CSdsPC::Get3D_buf(C3DSizeN size, CCubeR cube, float* pOut, SDS_TRACEINFO_AL
                     bNeedPass = true;
                     continue;
                 }
-                double f[4];
+                Fill fl;
+                fl.node = node;
                 int nFound = 0;
                 for (int k = 0; k < 4; k++) {
-                    f[k] = dist[k] ? (double)(T - dist[k]) / T : 0.0;
+                    fl.src[k] = src[k];
+                    fl.f[k] = dist[k] ? (double)(T - dist[k]) / T : 0.0;
                     if (dist[k]) nFound++;
                 }
                 if (nFound == 1)
                     for (int k = 0; k < 4; k++)
-                        if (dist[k]) f[k] = 1.0;
-                double fs = f[0] + f[1] + f[2] + f[3];
-                for (int iz = 0; iz < nz; iz++) {
-                    double sum = 0.0;
-                    for (int k = 0; k < 4; k++)
-                        if (dist[k]) sum += (double)pOut[iz * nxy + src[k]] * f[k];
-                    pOut[iz * nxy + node] = (float)(sum / fs);
-                }
+                        if (dist[k]) fl.f[k] = 1.0;
+                fl.fs = fl.f[0] + fl.f[1] + fl.f[2] + fl.f[3];
+                fills.push_back(fl);
                 w[node] = -99.0f;
                 bFilled = true;
+            }
+            for (int iz = 0; iz < nz && !fills.empty(); iz++) {
+                float* plane = pOut + iz * nxy;
+                for (const Fill& fl : fills) {
+                    double sum = 0.0;
+                    for (int k = 0; k < 4; k++)
+                        if (fl.src[k] >= 0) sum += (double)plane[fl.src[k]] * fl.f[k];
+                    plane[fl.node] = (float)(sum / fl.fs);
+                }
             }
         }
         if (!bNeedPass) break;
