@@ -618,6 +618,12 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int reserved, int 
             // microseconds.
             if (m_Type != VMG) {
                 WorkOutTraseXY();
+                // Neither header says whether a sample axis is time or depth,
+                // nor its unit. An axis ending below 50 is taken as seconds and
+                // brought to milliseconds; this holds for SEG-Y and SDS alike,
+                // so a depth axis of less than 50 m comes out 1000 times too
+                // long, which is the format's convention and kept as such. An
+                // axis ending above 100000 is taken as microseconds (or mm).
                 if (tp[1] < 50)
                     for (int i = 0; i < 3; i++) tp[i] *= 1000.0;
                 if (tp[1] > 100000)
