@@ -161,6 +161,77 @@ TEST(OmpMemory, LimitAndExhaustion)
     }
 }
 
+// The memory report, line by line in its order, with the numbers worked
+// out here from the grid sizes; then the stop over the configured limit.
+TEST(OmpMemory, ReportTextsAndLimitMessage)
+{
+    OmpTestGrid g(128, 96, 64, 101, 21);
+    CCalc3D_OMP& e = g.E();
+    e.m_vRcvCells.assign(3, 0);
+    e.m_nSeisLen = 1000;
+    e.m_nTimeField = 2;
+    e.m_nTimeNx = 50;
+    e.m_nTimeNy = 40;
+    e.m_nTimeNz = 30;
+
+    ::testing::internal::CaptureStdout();
+    const int nResult = e.AllocateMemory(false, false);
+    const std::string out = ::testing::internal::GetCapturedStdout();
+    ASSERT_EQ(0, nResult) << out;
+
+    const double G = 128.0 * 96 * 64 * 4 / kMB;                  // 3 MB a grid
+    const double dSeis = 3.0 * 1000 * 16 / kMB;
+    const double dTime = 2.0 * 50 * 40 * 30 * 4 / kMB;
+    const double dPlane = 64.0 * 128 * 4 / kMB;
+    const double dPml = (64.0 * 96 * 21 + 64.0 * 128 * 21 + 96.0 * 128 * 21) * 12 * 4 / kMB;
+    const double dTotal = 6 * G + dSeis + dTime + dPml;
+    char line[256];
+    std::vector<std::string> expected;
+    snprintf(line, sizeof(line), "Model grids (x,y,z)=(128x96x64) 2x%1.2f MB = %1.0f MB.\n", G, 2 * G);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "Particle components (x,y,z)=(128x96x64) 4x%1.2f MB = %1.0f MB.\n", G, 4 * G);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "Seismogram (n,t)=(3x1000) 4x%1.2f MB = %1.0f MB.\n", dSeis / 4, dSeis);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "Time Field Grids %1.0f MB.\n", dTime);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "Additioal Grids %1.0f MB.\n", dPlane);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "PML Grids = %1.0f MB\n", dPml);
+    expected.push_back(line);
+    snprintf(line, sizeof(line), "Total Required = %1.0f MB, Available = %1.0f MB (Configured)\n", dTotal,
+             64 * 1024.0);
+    expected.push_back(line);
+    ASSERT_NE(std::string::npos, out.find(" Memory")) << out;
+    size_t pos = out.find(" Memory");
+    for (const std::string& s : expected)
+    {
+        const size_t at = out.find(s, pos);
+        ASSERT_NE(std::string::npos, at) << "missing or out of order: " << s << "in:\n" << out;
+        pos = at + s.size();
+    }
+    EXPECT_EQ(std::string::npos, out.find("Visco-elastic")) << out;
+    EXPECT_NE(std::string::npos, out.find("-----\n", pos)) << "closing separator\n" << out;
+
+    // Big seismogram mode reports one sample per receiver.
+    g.app->m_bBigSeismogram = true;
+    ::testing::internal::CaptureStdout();
+    e.AllocateMemory(true, false);
+    const std::string outBig = ::testing::internal::GetCapturedStdout();
+    snprintf(line, sizeof(line), "Seismogram (n)=(3) 4x%1.2f MB = %1.0f MB.\n", 3 * 4 / kMB, 3 * 16 / kMB);
+    EXPECT_NE(std::string::npos, outBig.find(line)) << outBig;
+    g.app->m_bBigSeismogram = false;
+
+    // Over the stop limit: the grids are taken first, then the stop.
+    g.app->m_nMemoryLimit = 20;
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(2, e.AllocateMemory(false, true));
+    const std::string outLimit = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(std::string::npos, outLimit.find("Error! Required memory exceeds 20 MB. Compuataion stops.\n"))
+        << outLimit;
+    EXPECT_NE(nullptr, e.m_pTxx);
+}
+
 TEST(OmpMemory, LoadModelPutsFieldAtRest)
 {
     OmpTestGrid g(12, 11, 10, 101, 3);
