@@ -249,6 +249,48 @@ TEST(ModelLoad, Failures)
     EXPECT_EQ(-3, f.eng.LoadModelComponent(0, file.c_str(), nullptr, f.dest.data(), f.scratch.data()));
 }
 
+// The lines a load prints: the block size, each failure's words with the
+// component's label, and the shear warning once per file.
+TEST(ModelLoad, MessagesNameTheComponent)
+{
+    LoadFixture f;
+    auto Run = [&](int nComp, const std::string& file, float* pRef, int nExpected) {
+        ::testing::internal::CaptureStdout();
+        const int n = f.eng.LoadModelComponent(nComp, file.c_str(), pRef, f.dest.data(), f.scratch.data());
+        const std::string out = ::testing::internal::GetCapturedStdout();
+        EXPECT_EQ(nExpected, n) << out;
+        return out;
+    };
+    auto Count = [](const std::string& s, const std::string& what) {
+        int n = 0;
+        for (size_t p = s.find(what); p != std::string::npos; p = s.find(what, p + 1))
+            n++;
+        return n;
+    };
+    EXPECT_NE(std::string::npos,
+              Run(3, "x.sgy", nullptr, -106).find("Error! LoadModelComponent() Unknown component (3) specified.\n"));
+    EXPECT_NE(std::string::npos, Run(2, "", nullptr, -107).find("Error! Density model file is not specified.\n"));
+    EXPECT_NE(std::string::npos,
+              Run(100, "", nullptr, -107).find("Error! Attenuation(Q) model file is not specified.\n"));
+    const std::string missing = f.dir / "missing.sgy";
+    EXPECT_NE(std::string::npos, Run(13, missing, nullptr, -3)
+                                     .find("Error! Unable to open Anisotropy Tilt(Alpha) model file '" + missing +
+                                           "'.\n"));
+    const std::string away = f.dir / "away.sgy";
+    ASSERT_TRUE(model_test::WriteCube(away, 6, 5, 6, 10.0, 5000, 5000, 0, Smooth));
+    EXPECT_NE(std::string::npos, Run(0, away, nullptr, -3).find("Error! Unable to load P-Wave Velocity model buffer!\n"));
+
+    // Many cells over the limit, one warning; the block size line first.
+    const std::string vs = f.Cube("vs.sgy", [](double, double, double) { return 1900.0f; });
+    std::fill(f.vp.begin(), f.vp.end(), 2000.0f);
+    const std::string out = Run(1, vs, f.vp.data(), 0);
+    EXPECT_NE(std::string::npos, out.find("nx=12, ny=11, nz=12, snx=6, sny=5, snz=6, vol=180\n")) << out;
+    EXPECT_EQ(1, Count(out, "Warning! Too high shear velocity found in '" + vs + "' - Fixed.\n")) << out;
+    // Below the limit: no warning.
+    const std::string vsLow = f.Cube("vslow.sgy", [](double, double, double) { return 1000.0f; });
+    EXPECT_EQ(0, Count(Run(1, vsLow, f.vp.data(), 0), "Too high shear velocity"));
+}
+
 // With Debug on, the loaded grid is written as a cube beside the results.
 TEST(ModelLoad, DebugCubeHoldsTheGrid)
 {
