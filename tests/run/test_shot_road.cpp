@@ -1,0 +1,98 @@
+// The single process shot loop of the program, run on a small homogeneous
+// model: skipped shots, a recovery start, and the merge over the job's range.
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <string>
+
+#include "../engine3d/ModelTestUtil.h"
+#include "RunTestUtil.h"
+
+namespace
+{
+const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
+
+bool Exists(const std::string& name)
+{
+    struct stat st;
+    return stat(name.c_str(), &st) == 0;
+}
+
+// 9 nodes a side, 10 m apart, from 0; shot 2 lies far outside the model.
+const char kSurvey[] =
+    "40 40 40 50 40 40\n"
+    "5000 40 40 5010 40 40\n"
+    "30 30 30 40 30 30\n";
+
+// Samples of a gather trace: t0 = 0, t1 = 0.02, dt = 0.002.
+const int kSamples = 11;
+const size_t kTraceBytes = 240 + 4 * kSamples;
+
+class ShotRoad : public RunTempDir
+{
+protected:
+    void SetUp() override
+    {
+        RunTempDir::SetUp();
+        if (!Exists(kProgram))
+            GTEST_SKIP() << "the program is not built: " << kProgram;
+        auto vp = [](double, double, double) { return 2000.0f; };
+        ASSERT_TRUE(model_test::WriteCube("vp.sgy", 9, 9, 9, 10.0, 0, 0, 0, vp));
+        WriteFile("survey.txt", kSurvey);
+    }
+    void WriteJob(const std::string& modelingExtra)
+    {
+        WriteFile("runtask.ini",
+                  "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
+                  "Model Name = vp.sgy\nSmooth Model = 0\n" + modelingExtra +
+                  "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.02\ndt = 0.002\n"
+                  "[Mesh]\ndx = 10\ndt = 0.001\n[Source]\nFrequency = 20\n");
+    }
+    int Run(const std::string& args)
+    {
+        const int st = system((kProgram + " " + args + " > out.txt 2>&1").c_str());
+        m_out = ReadFile("out.txt");
+        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    }
+    std::string m_out;
+};
+
+TEST_F(ShotRoad, ShotOutsideTheZoneIsSkippedAndTheRunSucceeds)
+{
+    WriteJob("");
+    ASSERT_EQ(Run("x 1 3"), 0) << m_out << Log();
+    EXPECT_TRUE(LogHas("Shot Point #2 skipped.\n"));
+    EXPECT_TRUE(LogHas("Simulation finished successfully.\n"));
+    // Shots 1 and 3 are merged, one trace each; the merge passes over shot 2.
+    EXPECT_TRUE(LogHas("Unable to open file 'vp+Gath3DAPUc-2.sgy'. Skipped.\n")) << Log();
+    const std::string merged = ReadFile("vp+Gath3DAPUc.sgy");
+    EXPECT_EQ(merged.size(), 3600 + 2 * kTraceBytes);
+    // After a merge of a modelling run the per-shot files are gone.
+    EXPECT_FALSE(Exists("vp+Gath3DAPUc-1.sgy"));
+    EXPECT_FALSE(Exists("vp+Gath3DAPUc-3.sgy"));
+}
+
+TEST_F(ShotRoad, RecoveryStartsLaterButTheMergeCoversTheWholeRange)
+{
+    WriteJob("Recovery = 1\n");
+    WriteFile("Recovery.dat", "3\n");
+    ASSERT_EQ(Run("x 1 3"), 0) << m_out << Log();
+    EXPECT_TRUE(LogHas("RECOVER: Continue from shot #3\n"));
+    // Shot 2 was never looked at, so it was not found outside the zone.
+    EXPECT_FALSE(LogHas("Shot Point #2 skipped.\n"));
+    EXPECT_TRUE(LogHas("Unable to open file 'vp+Gath3DAPUc-1.sgy'. Skipped.\n")) << Log();
+    EXPECT_TRUE(LogHas("Unable to open file 'vp+Gath3DAPUc-2.sgy'. Skipped.\n"));
+    const std::string merged = ReadFile("vp+Gath3DAPUc.sgy");
+    EXPECT_EQ(merged.size(), 3600 + kTraceBytes);
+}
+
+TEST_F(ShotRoad, MergeOffKeepsThePerShotFiles)
+{
+    WriteJob("Merge = 0\n");
+    ASSERT_EQ(Run("x 3 3"), 0) << m_out << Log();
+    EXPECT_FALSE(LogHas("Merging component"));
+    EXPECT_TRUE(Exists("vp+Gath3DAPUc-3.sgy"));
+    EXPECT_FALSE(Exists("vp+Gath3DAPUc-1.sgy"));
+    EXPECT_EQ(ReadFile("vp+Gath3DAPUc-3.sgy").size(), 3600 + kTraceBytes);
+}
+} // namespace
