@@ -348,3 +348,125 @@ TEST(ValidateSurveyShared, DroppedSourceTakesItsTensorAlong)
 }
 
 } // namespace
+
+// ---------------------------------------------------------------------------
+// The program as a whole: a skipped shot (-31 outside the model, -35 an id
+// that the survey does not know) lets the run go on with the next shot.
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include "ModelTestUtil.h"
+
+namespace
+{
+
+const std::string kSkipProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
+
+bool FileExists(const std::string& name)
+{
+    struct stat st;
+    return stat(name.c_str(), &st) == 0;
+}
+
+std::string ReadWhole(const std::string& name)
+{
+    std::string s;
+    FILE* f = fopen(name.c_str(), "rb");
+    if (!f)
+        return s;
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
+        s.append(buf, n);
+    fclose(f);
+    return s;
+}
+
+struct SkipCase
+{
+    const char* pszName;
+    const char* pszSurvey;     // rows of the survey file
+    const char* pszExtra;      // further lines of [modeling]
+    const char* pszSkipLine;   // what the skipped shot prints
+    int nGoodShot;             // the shot that runs
+};
+
+TEST(SkippedShot, RunGoesOnWithTheNextShot)
+{
+    if (!FileExists(kSkipProgram))
+        GTEST_SKIP() << "the program is not built: " << kSkipProgram;
+
+    // Model 0..80 x 0..80 x 0..120 m, 20 m cells: a grid of 57 x 57 x 59
+    // cells. (A SEG-Y model read without the depth flag must reach 100 m,
+    // or its sample axis is taken for seconds.) The good shot sits in the
+    // middle with two receivers 20 m down.
+    const SkipCase cases[] = {
+        {"shot outside the model",
+         "500 40 0  40 40 20  1 1\n"
+         "500 40 0  60 40 20  1 2\n"
+         "40 40 0   40 40 20  2 1\n"
+         "40 40 0   60 40 20  2 2\n",
+         "", "Shot Point #1 skipped.", 2},
+        {"unknown shot id",
+         "40 40 0   40 40 20  1 1  3\n"
+         "40 40 0   60 40 20  1 2  3\n"
+         "60 60 0   40 40 20  2 1  1\n",
+         "UseShotId = 1\nFirst Point = 2\nLast Point = 3\n", "Shot point skipped.", 3},
+    };
+    for (const SkipCase& c : cases)
+    {
+        SCOPED_TRACE(c.pszName);
+        TempDir dir;
+        const std::string d = dir.path();
+        auto vp = [](double, double, double) { return 2000.0f; };
+        auto rho = [](double, double, double) { return 2000.0f; };
+        ASSERT_TRUE(model_test::WriteCube(d + "/vp.sgy", 5, 5, 7, 20.0, 0, 0, 0, vp));
+        ASSERT_TRUE(model_test::WriteCube(d + "/rho.sgy", 5, 5, 7, 20.0, 0, 0, 0, rho));
+        ASSERT_TRUE(model_test::WriteText(d + "/survey.txt", c.pszSurvey));
+        std::string job = "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
+                          "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n";
+        job += c.pszExtra;
+        job +=
+            "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.01\ndt = 0.001\n"
+            "[Mesh]\ndx = 20\ndt = 0.001\n[Source]\nType = 0\nFrequency = 50\nSignal = 1\n";
+        ASSERT_TRUE(model_test::WriteText(d + "/runtask.ini", job));
+
+        const std::string cmd = "cd '" + d + "' && '" + kSkipProgram + "' > out.txt 2>&1";
+        const int st = system(cmd.c_str());
+        const std::string out = ReadWhole(d + "/out.txt") + ReadWhole(d + "/Ondex-0.log");
+        ASSERT_TRUE(WIFEXITED(st)) << out;
+        EXPECT_EQ(WEXITSTATUS(st), 0) << out;
+        EXPECT_NE(out.find(c.pszSkipLine), std::string::npos) << out;
+
+        // The pressure gather: the merged file, or the good shot's own one;
+        // never a file of the skipped shot.
+        std::string name;
+        for (const std::string& n : {std::string("/vp+Gath3DAPUc.sgy"),
+                                    "/vp+Gath3DAPUc-" + std::to_string(c.nGoodShot) + ".sgy"})
+            if (FileExists(d + n))
+                name = d + n;
+        ASSERT_FALSE(name.empty()) << out;
+        for (int nShot = 1; nShot < c.nGoodShot; nShot++)
+            EXPECT_FALSE(FileExists(d + "/vp+Gath3DAPUc-" + std::to_string(nShot) + ".sgy"));
+
+        CSdsPC g;
+        ASSERT_TRUE(g.OnOpen(name.c_str(), 0));
+        ASSERT_EQ(g.m_nTraceCount, 2) << out;
+        bool bSignal = false;
+        for (int t = 0; t < g.m_nTraceCount; t++)
+        {
+            C3DPointR src, rec;
+            ASSERT_TRUE(g.GetCoord(t, src, rec));
+            EXPECT_NEAR(src.x, 40.0, 1e-3);
+            EXPECT_NEAR(src.y, 40.0, 1e-3);
+            std::vector<float> tr(g.m_nTraceLen);
+            ASSERT_TRUE(g.GetTrace(t, tr.data(), g.m_nTraceLen));
+            for (float v : tr)
+                bSignal = bSignal || v != 0.0f;
+        }
+        EXPECT_TRUE(bSignal) << "the good shot was computed";
+    }
+}
+
+} // namespace
