@@ -2,6 +2,8 @@
 
 #include "engine3d/Calc3D.h"
 
+#include <climits>
+
 #include <mpi.h>
 
 #include "base/Output.h"
@@ -30,7 +32,15 @@ int CCalc3D::CalculateShared()
         u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
         return -101;
     }
-    const int nSteps = (int)((m_tEnd - m_tStart) / m_dt) + 1;
+    // A step count beyond an int (a record end far beyond the time step)
+    // would wrap around and end the shot silently with nothing computed.
+    const double dSteps = (m_tEnd - m_tStart) / m_dt;
+    if (!(dSteps < (double)INT_MAX))
+    {
+        u_Error("Error! The time step dt=%g gives too many simulation steps up to t=%g.\n", m_dt, m_tEnd);
+        return -101;
+    }
+    const int nSteps = (int)dSteps + 1;
     double tRecord = m_pApp->m_t0;
     Init3DSnapshots();
 

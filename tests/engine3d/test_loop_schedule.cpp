@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <memory>
 
@@ -271,4 +272,23 @@ TEST(SWaveRamp, OffOrAcousticLeavesTheFactor)
     ASSERT_EQ(0, b.eng->CalculateShared());
     for (const FakeCall& c : b.eng->Calls("AcoU"))
         EXPECT_EQ(0.25f, c.fSWave);   // the acoustic scheme has no ramp
+}
+
+// A record end so far beyond the time step that the step count leaves the
+// int range is refused instead of running no step at all.
+TEST(StepCount, BeyondTheIntRangeIsRefused)
+{
+    Loop f(101, 0.0, 1, 0.001, 20, 20);
+    f.eng->m_tEnd = 1.0e12;
+    EXPECT_EQ(-101, f.eng->CalculateShared());
+    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
+
+    // The largest count that fits still runs (stopped here by a failing
+    // first step, so as not to run two billion steps).
+    Loop g(101, 0.0, 1, 1.0, 20, 20);
+    g.eng->m_tEnd = (double)INT_MAX - 1.0;
+    g.eng->m_nFailStep = 0;
+    g.eng->m_nFailCode = -7;
+    EXPECT_EQ(-7, g.eng->CalculateShared());
+    EXPECT_EQ(1u, g.eng->Calls("AcoU").size());
 }
