@@ -34,7 +34,7 @@ namespace {
 // reads a small one, so that a catalogue in random order costs little more
 // than plain reads.
 const size_t kReadBlockBig = (size_t)4 << 20;
-const size_t kReadBlockSmall = (size_t)64 << 10;
+const size_t kReadBlockSmall = (size_t)8 << 10;
 }  // namespace
 
 void CSdsPC::SetReadBlock(bool bOn)

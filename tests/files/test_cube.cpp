@@ -2,6 +2,7 @@
 // limit, and Create3D_file layouts read back through the file object.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "files/SdsPC.h"
@@ -297,4 +298,52 @@ TEST(SdsPCCube, AsymmetricBilinearWeights)
     EXPECT_NEAR(At(c, kSize, 0, 1, 0), 100 * w01 / (1 + w01), 1e-4);
     EXPECT_NEAR(At(c, kSize, 1, 1, 0), 100 * w11 / (1 + w11), 1e-4);
     EXPECT_NEAR(At(c, kSize, 1, 1, 4), (100 + 4) * w11 / (1 + w11) + 4 / (1 + w11), 1e-4);
+}
+
+// A cube file of several MB, read with its catalogue first in file order and
+// then reversed (from a ".cr2"), so that reads jump backwards; then a trace is
+// rewritten through the same object and a second cube must show the new
+// samples, not what an earlier read left in memory.
+TEST(SdsPCCube, CatalogueOrderAndRewrittenTracesReadBack)
+{
+    TempDir d;
+    std::string name = d / "big.sgy";
+    const C3DSizeN size(70, 60, 120);  // 4200 traces of 720 bytes: about 4 MB
+    const CCubeR cube(0, 0, 0, 690, 590, 1190);
+    auto value = [](int ix, int iy, int iz) { return (float)(ix + 100 * iy) + 0.25f * (float)iz; };
+    {
+        CSdsPC w;
+        ASSERT_TRUE(w.Create3D_file(name.c_str(), size, cube, 0.0f, DU_M, 0, nullptr));
+        CSdsPC f;
+        ASSERT_TRUE(f.OnOpen(name.c_str(), 1, 1));
+        ASSERT_EQ(f.m_nTraceCount, size.nx * size.ny);
+        std::vector<float> v(size.nz);
+        for (int iy = 0; iy < size.ny; iy++)
+            for (int ix = 0; ix < size.nx; ix++) {
+                for (int iz = 0; iz < size.nz; iz++) v[iz] = value(ix, iy, iz);
+                ASSERT_TRUE(f.SetTrace(iy * size.nx + ix, v.data(), size.nz));
+            }
+        // Reverse the catalogue and keep it beside the file.
+        std::reverse(f.m_pSR, f.m_pSR + f.m_nTraceCount);
+        ASSERT_TRUE(f.SetInfoHeaderFromFile(name.c_str(), 1));
+    }
+    CSdsPC f;
+    ASSERT_TRUE(f.OnOpen(name.c_str(), 1, 1));
+    ASSERT_EQ(f.m_bCatalogue, 1);
+    ASSERT_EQ(f.GetRec(0).x, 690.0);  // the last node comes first now
+    std::vector<float> c((size_t)size.nx * size.ny * size.nz);
+    ASSERT_TRUE(f.Get3D_buf(size, cube, c.data(), nullptr, 0, 0.0f));
+    for (int iz = 0; iz < size.nz; iz += 7)
+        for (int iy = 0; iy < size.ny; iy += 3)
+            for (int ix = 0; ix < size.nx; ix += 3)
+                ASSERT_EQ(At(c, size, ix, iy, iz), value(ix, iy, iz)) << ix << " " << iy << " " << iz;
+
+    // Catalogue entry 0 is node (69, 59) now.
+    std::vector<float> v(size.nz, -3.5f);
+    ASSERT_TRUE(f.SetTrace(0, v.data(), size.nz));
+    ASSERT_TRUE(f.Get3D_buf(size, cube, c.data(), nullptr, 0, 0.0f));
+    for (int iz = 0; iz < size.nz; iz++) {
+        ASSERT_EQ(At(c, size, 69, 59, iz), -3.5f) << iz;
+        ASSERT_EQ(At(c, size, 68, 59, iz), value(68, 59, iz)) << iz;
+    }
 }
