@@ -351,13 +351,19 @@ int CCalc3D::ValidateTracePoint(C3DPointR& pt)
         return -1;
     }
 
-    // A point given in the air comes down to the surface of the rock.
+    // A point given in the air comes down to the surface of the rock. The
+    // walk cannot take more steps than the slab has planes; where it would
+    // (a step below the resolution of the coordinate, which then never
+    // moves), the point has no place.
     const double z0 = pt.z;
+    long long nSteps = 0;
     while (pt.z <= r.z1)
     {
         const size_t n = GetPtShift(pt);
         if (n != 0 && m_pVp[n] >= 1.0f)
             break;
+        if (++nSteps > (long long)m_nz + 2)
+            return -1;
         pt.z += m_dx;
     }
     if (pt.z == z0)

@@ -349,6 +349,20 @@ TEST(ShotGrid, ValidateTracePointBoundsAndTheWalkToRock)
     }
 }
 
+// A grid so far down that one step is below the resolution of the depth:
+// the walk through a column of air must still end.
+TEST(ShotGrid, ValidateTracePointWalkEndsWhereTheStepIsLost)
+{
+    TracePointFixture f;
+    CFakeEngine& e = *f.eng;
+    e.m_dx = 1.0;
+    const double zTop = 1e17;   // doubles here are 16 apart: z + 1 == z
+    e.m_cubeGrid = CCubeR(-26, -26, zTop - 26, 33, 33, zTop + 43);
+    C3DPointR pt(4, 4, zTop);   // x = 4 is cell 30, the column without rock
+    ASSERT_EQ(pt.z + e.m_dx, pt.z);
+    EXPECT_EQ(e.ValidateTracePoint(pt), -1);
+}
+
 struct CommonFixture
 {
     std::unique_ptr<COndexApp> app;
