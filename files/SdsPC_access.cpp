@@ -52,6 +52,8 @@ const unsigned char* CSdsPC::FetchBlock(int64_t pos, size_t n, bool& bSeekFailed
         bSeekFailed = true;
         return nullptr;
     }
+    // Beyond the end of the file nothing can be read: no block is allocated for it.
+    if (m_nFileSize > 0 && pos + (int64_t)n > m_nFileSize) return nullptr;
     const int64_t end = m_nReadBlockPos + (int64_t)m_nReadBlockLen;
     if (m_nReadBlockLen > 0 && pos >= m_nReadBlockPos && pos + (int64_t)n <= end)
         return m_vReadBlock.data() + (pos - m_nReadBlockPos);
@@ -230,6 +232,12 @@ bool CSdsPC::ReadTraceSDS(int nTrace, float* pBuf, int nLen, int& m)
         }
         raw = block + sizeof(h);
     } else {
+        // A header from a foreign catalogue may promise gigabytes: what the
+        // file cannot hold is a short read, found before any allocation.
+        if (m_nFileSize > 0 && pos + (int64_t)sizeof(h) + (int64_t)nb > m_nFileSize) {
+            u_Print("GetTrace SDS file reading error: !fread\n");
+            return false;
+        }
         own = new (std::nothrow) unsigned char[nb];
         if (!own) {
             u_Print("GetTrace SDS: memory allocation error! (new buf==NULL)\n");
