@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -185,6 +186,57 @@ TEST(PrepareSource, SkipAndFailureCodes)
         PrepareFixture f(g_szSurveyByPosition);
         ASSERT_TRUE(f.loaded);
         EXPECT_EQ(f.eng->PrepareSource(c.nShot, f.survey, c.bQuiet), c.nExpected) << "shot " << c.nShot;
+    }
+}
+
+// Every refusal of a shot names its reason in the system's own words.
+TEST(PrepareSource, FailuresSayWhy)
+{
+    const char* const szFar = "5000 5000 0  5100 5000 0  1 1\n";
+    struct
+    {
+        const char* pszName;
+        const char* pszSurvey;
+        int nShot;
+        std::function<void(PrepareFixture&)> setup;
+        int nExpected;
+        std::vector<std::string> vWords;
+    } cases[] = {
+        {"shot number", g_szSurveyByPosition, 9, [](PrepareFixture&) {}, -102,
+         {"Error! Unable to initialize Shot #9. Shots are in range 1..6.\n"}},
+        {"grid step", g_szSurveyByPosition, 1, [](PrepareFixture& f) { f.eng->m_dx = 0.0; }, -100,
+         {"Error! Incorrect spacial steps dx=dy=dz=0 specified!\n"}},
+        {"time step", g_szSurveyByPosition, 1, [](PrepareFixture& f) { f.eng->m_dt = -0.001; }, -101,
+         {"Error! Incorrect time tact dt=-0.001 specified!\n"}},
+        {"record range", g_szSurveyByPosition, 1, [](PrepareFixture& f) { f.app->m_t0 = 1.0; }, -104,
+         {"Error! Incorrect shotgather record range (t=1..1) specified!\n"}},
+        {"model file", g_szSurveyByPosition, 1,
+         [](PrepareFixture& f) {
+             f.eng->m_cubeModel.z1 = -9999.25;
+             f.app->m_strModelPW = "/nonexistent/ondex/vp.sgy";
+         },
+         -3, {"Error! Unable to open model file '/nonexistent/ondex/vp.sgy'.\n"}},
+        {"empty intersection", szFar, 1, [](PrepareFixture& f) { f.eng->m_dMargin = 100; }, -30,
+         {"Survey Cube      (X,Y,Z): {5000..5100, 5000..5000, 0..500}\n",
+          "Error! Empty intersection between the model cube and the acquisition survey.\n"}},
+        {"source outside", g_szSurveyByPosition, 2, [](PrepareFixture&) {}, -31,
+         {"Warning! Shot #2 (5000,500,0) is outside computation zone [0..1000,0..1000,0..500].\n",
+          "Shot Point #2 skipped.\n"}},
+        {"no receiver inside", g_szSurveyByPosition, 3, [](PrepareFixture&) {}, -32,
+         {"Error! Shot #3 (500,100,0) no receivers in the computation zone [0..1000,0..1000,0..500]. "
+          "Receivers zone: [-900..3000,100..3000,0..0].\n"}},
+    };
+    for (const auto& c : cases)
+    {
+        PrepareFixture f(c.pszSurvey);
+        ASSERT_TRUE(f.loaded) << c.pszName;
+        c.setup(f);
+        ::testing::internal::CaptureStdout();
+        const int r = f.eng->PrepareSource(c.nShot, f.survey, true);
+        const std::string out = ::testing::internal::GetCapturedStdout();
+        EXPECT_EQ(r, c.nExpected) << c.pszName;
+        for (const std::string& w : c.vWords)
+            EXPECT_NE(out.find(w), std::string::npos) << c.pszName << ": " << w << "\nin\n" << out;
     }
 }
 
