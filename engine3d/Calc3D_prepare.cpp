@@ -296,7 +296,8 @@ int CCalc3D::ValidateSurveyGeometryShared()
             continue;
         }
         C3DPointR pt = ptOld;
-        pt.z += nMoved * m_dx;
+        for (int k = 0; k < nMoved; k++)   // step by step, as the walk goes
+            pt.z += m_dx;
         if (ptOld == m_ptShot)
             m_ptShot.z = pt.z;
         vSources.push_back(C3DShotPoint(nCell, nFlag));
@@ -344,7 +345,8 @@ int CCalc3D::ValidateSurveyGeometryShared()
             continue;
         }
         C3DPointR pt = m_vRcvPoints[i];
-        pt.z += nMoved * m_dx;
+        for (int k = 0; k < nMoved; k++)
+            pt.z += m_dx;
         vCells.push_back(nCell);
         vRcv.push_back(pt);
         vInline.push_back(m_vRcvInline[i]);

@@ -335,6 +335,43 @@ TEST(ValidateSurveyShared, PointsComeDownToTheRock)
     EXPECT_EQ(e.m_nTraces, 1);
 }
 
+// The depth of a point that comes down to the rock grows by one step per
+// plane walked, added one at a time: with a step of 0.1 m that differs in
+// the last bits from adding the whole distance at once.
+TEST(ValidateSurveyShared, DepthGrowsStepByStep)
+{
+    COndexApp app;
+    CFakeEngine e(app);
+    e.m_dx = 0.1;
+    e.m_nTaper = 1;
+    e.m_nx = e.m_ny = 1;
+    e.m_nz = 10;
+    std::vector<float> vp(10, 0.0f);
+    std::fill(vp.begin() + 3, vp.end(), 1500.0f);   // rock from plane 3
+    e.m_pVp = vp.data();
+    e.m_nShot = 1;
+    e.m_ptShot = C3DPointR(0, 0, 5.0);
+    e.m_vSources = {C3DShotPoint(1, 0)};
+    e.m_vSrcPoints = {C3DPointR(0, 0, 5.0)};
+    e.m_vRcvCells = {1};
+    e.m_vRcvPoints = {C3DPointR(0, 0, 5.0)};
+    e.m_vRcvInline = {1};
+    e.m_vRcvCrossline = {1};
+    e.m_vRcvTraceId = {-1};
+    e.m_vRcvFileId = {-1};
+    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
+    double z = 5.0;
+    z += 0.1;
+    z += 0.1;
+    ASSERT_NE(z, 5.0 + 2 * 0.1);   // the case is only of use where the two differ
+    EXPECT_EQ(e.m_vSources[0].nIndex, (uint64_t)3);
+    EXPECT_EQ(e.m_vSrcPoints[0].z, z);
+    EXPECT_EQ(e.m_ptShot.z, z);
+    EXPECT_EQ(e.m_vRcvCells[0], (size_t)3);
+    EXPECT_EQ(e.m_vRcvPoints[0].z, z);
+    e.m_pVp = nullptr;
+}
+
 TEST(ValidateSurveyShared, PointsInRockStay)
 {
     PrepareFixture f(g_szSurveyByPosition);
