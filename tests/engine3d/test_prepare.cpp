@@ -421,6 +421,39 @@ TEST(ValidateSurveyShared, Failures)
     }
 }
 
+TEST(ValidateSurveyShared, FailuresSayWhy)
+{
+    struct
+    {
+        const char* pszName;
+        std::vector<std::pair<int, int>> vAir;
+        std::function<void(PrepareFixture&)> spoil;
+        int nExpected;
+        const char* pszWords;
+    } cases[] = {
+        {"source above no rock", {{76, 76}}, [](PrepareFixture&) {}, -103,
+         "Error! No suitable depth position for shot #1 (500, 500).\n"},
+        {"no receiver on rock", {{116, 116}, {36, 76}}, [](PrepareFixture&) {}, -30,
+         "Error! All traces are outside the model. Shot Point #1 (500, 500).\n"},
+        {"excitement lists", {}, [](PrepareFixture& f) { f.eng->m_vSrcPoints.push_back(C3DPointR(1, 1, 1)); }, -200,
+         "Error! Shot #1: Unexpected inconsistency (wrong excitement points count => 1!=2) \n"},
+        {"receiver lists", {}, [](PrepareFixture& f) { f.eng->m_vRcvFileId.push_back(5); }, -200,
+         "Error! Shot #1: Unexpected inconsistency (wrong trace count => 3!=3!=3!=3!=3!=4) \n"},
+    };
+    for (const auto& c : cases)
+    {
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
+        f.LoadModel(c.vAir);
+        c.spoil(f);
+        ::testing::internal::CaptureStdout();
+        const int r = f.eng->ValidateSurveyGeometryShared();
+        const std::string out = ::testing::internal::GetCapturedStdout();
+        EXPECT_EQ(r, c.nExpected) << c.pszName;
+        EXPECT_NE(out.find(c.pszWords), std::string::npos) << c.pszName << "\n" << out;
+    }
+}
+
 TEST(ValidateSurveyShared, DroppedSourceTakesItsTensorAlong)
 {
     PrepareFixture f(g_szSurveyById, true, true);

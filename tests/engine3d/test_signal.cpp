@@ -239,7 +239,12 @@ TEST(SignalFile, Failures)
     TempDir d;
     SignalFixture a(20.0, 0.001, 10);
     a.eng->m_Signal.m_strFile = (d / "missing.sgy").c_str();
+    ::testing::internal::CaptureStdout();
     EXPECT_EQ(a.eng->GenerateSignal(), -3);
+    std::string out = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Error! Unable to open file " + (d / "missing.sgy") + " containing signal shape.\n"),
+              std::string::npos)
+        << out;
 
     // 300 samples of 4 ms: longer than a second.
     const std::string name = d / "long.sgy";
@@ -248,7 +253,10 @@ TEST(SignalFile, Failures)
     WriteSignalFile(name, {f}, 4000);
     SignalFixture b(20.0, 0.001, 10);
     b.eng->m_Signal.m_strFile = name.c_str();
+    ::testing::internal::CaptureStdout();
     EXPECT_EQ(b.eng->GenerateSignal(), -105);
+    out = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Error! Unexpected signal length 0..1.196.\n"), std::string::npos) << out;
     EXPECT_EQ(b.eng->m_Signal.m_pData, nullptr);
 }
 

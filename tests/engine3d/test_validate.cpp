@@ -391,6 +391,50 @@ TEST(ValidateCommon, AcousticRefusesDirectedSources)
     }
 }
 
+TEST(ValidateCommon, RefusalsAndSettingsInTheirWords)
+{
+    struct
+    {
+        int nMethod, nType;
+        int nExpected;
+        const char* pszWords;
+    } cases[] = {
+        {101, 8, -108, "Error! Acoustic simulation dies not support double couple shot points.\n"},
+        {101, 9, -108, "Error! Acoustic simulation dies not support arbitrary directed shot points.\n"},
+        {101, 10, -108, "Error! Acoustic simulation dies not support fault slip shot points.\n"},
+        {101, 5, -108, "Error! Acoustic simulation dies not support specified source direction(5).\n"},
+        {101, 11, -108, "Error! Acoustic simulation dies not support specified source direction(11).\n"},
+        {101, 3, 0, "Source Direction:            Vertical (Z)\n"},
+        {102, 7, 0, "Source Direction:            Unknown\n"},
+        {102, 10, 0, "Source Direction:            Fault slip\n"},
+        {102, 1, 0, "Suppress Source S-Wave:      On\n"},
+    };
+    for (const auto& c : cases)
+    {
+        CommonFixture f(c.nMethod, c.nType, 1);
+        ::testing::internal::CaptureStdout();
+        const int r = f.eng->ValidateCommon();
+        const std::string out = ::testing::internal::GetCapturedStdout();
+        EXPECT_EQ(r, c.nExpected) << c.nMethod << "/" << c.nType;
+        EXPECT_NE(out.find(c.pszWords), std::string::npos) << c.nMethod << "/" << c.nType << "\n" << out;
+    }
+
+    // Double couple axis and the time field kinds.
+    CommonFixture g(102, 8, 1);
+    g.eng->m_fK[4] = 1.0f;
+    g.eng->m_nTimeField = 3;
+    g.eng->m_dTimeDx = 20;
+    g.eng->m_dTimeDy = 30;
+    g.eng->m_dTimeDz = 40;
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(g.eng->ValidateCommon(), 0);
+    const std::string out = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Double Couple Axis:          X-Z\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("Generate Time Field:         Yes (20,30,40): max energy, max divergence\n"),
+              std::string::npos)
+        << out;
+}
+
 TEST(ValidateCommon, SuppressSVAndTheHardSource)
 {
     struct
