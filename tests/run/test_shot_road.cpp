@@ -119,4 +119,26 @@ TEST_F(ShotRoad, MasterAndWorkersShareTheShots)
     }
     EXPECT_EQ(ReadFile("vp+Gath3DAPUc.sgy").size(), 3600 + 2 * kTraceBytes);
 }
+// A worker whose shot fails (its gather cannot be written) reports it; the
+// master lets the other worker finish its shot, stops it, and the run ends
+// with -2 and no merge.
+TEST_F(ShotRoad, WorkerFailureStopsTheRunWithMinusTwo)
+{
+    if (system("command -v mpiexec > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mpiexec";
+    WriteJob("[MPI]\nSkip Device Count Detection = 1\n");
+    ASSERT_EQ(mkdir("vp+Gath3DAPUx-3.sgy", 0755), 0);
+    const int st = system(("mpiexec -n 3 " + kProgram + " x 1 3 > out.txt 2>&1").c_str());
+    m_out = ReadFile("out.txt");
+    EXPECT_NE(st, 0);
+    EXPECT_NE(m_out.find("The program has finised with result -2.\n"), std::string::npos) << m_out;
+    const std::string log0 = ReadFile("Ondex-0.log");
+    EXPECT_NE(log0.find("Error occurred on node "), std::string::npos) << log0;
+    EXPECT_EQ(log0.find("Merging component"), std::string::npos);
+    EXPECT_FALSE(Exists("vp+Gath3DAPUc.sgy"));
+    // The worker that did not fail ended normally, with its closing lines.
+    const std::string log1 = ReadFile("Ondex-1.log"), log2 = ReadFile("Ondex-2.log");
+    EXPECT_EQ((log1.find("Elapsed Time: ") != std::string::npos) + (log2.find("Elapsed Time: ") != std::string::npos),
+              1) << log1 << log2;
+}
 } // namespace
