@@ -141,4 +141,21 @@ TEST_F(ShotRoad, WorkerFailureStopsTheRunWithMinusTwo)
     EXPECT_EQ((log1.find("Elapsed Time: ") != std::string::npos) + (log2.find("Elapsed Time: ") != std::string::npos),
               1) << log1 << log2;
 }
+// Fewer shots than workers: the surplus worker is told at once and ends
+// normally, the other computes the one shot.
+TEST_F(ShotRoad, SurplusWorkerHasNothingToDo)
+{
+    if (system("command -v mpiexec > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mpiexec";
+    WriteJob("[MPI]\nSkip Device Count Detection = 1\n");
+    ASSERT_EQ(system(("mpiexec -n 3 " + kProgram + " x 3 3 > out.txt 2>&1").c_str()), 0) << ReadFile("out.txt");
+    const std::string log0 = ReadFile("Ondex-0.log");
+    EXPECT_NE(log0.find("Worker 2 - nothing to do!\n"), std::string::npos) << log0;
+    EXPECT_EQ(log0.find("Worker 1 - nothing to do!"), std::string::npos);
+    const std::string log1 = ReadFile("Ondex-1.log"), log2 = ReadFile("Ondex-2.log");
+    EXPECT_NE(log1.find("Received to calculate shot #3!\n"), std::string::npos) << log1;
+    EXPECT_EQ(log2.find("Received to calculate"), std::string::npos) << log2;
+    EXPECT_NE(log2.find("Elapsed Time: "), std::string::npos) << log2;
+    EXPECT_EQ(ReadFile("vp+Gath3DAPUc.sgy").size(), 3600 + kTraceBytes);
+}
 } // namespace
