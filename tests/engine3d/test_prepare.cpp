@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "FakeEngine.h"
+#include "files/SdsPC.h"
 #include "files/sdspc_testutil.h"
 
 namespace
@@ -238,6 +239,42 @@ TEST(PrepareSource, FailuresSayWhy)
         for (const std::string& w : c.vWords)
             EXPECT_NE(out.find(w), std::string::npos) << c.pszName << ": " << w << "\nin\n" << out;
     }
+}
+
+// The shot's header: position with two decimals under a hundredths
+// coordinate scaler, the count of receivers before any is dropped, the
+// points of excitement when there are several, and the time steps.
+TEST(PrepareSource, ShotHeaderLines)
+{
+    const int nCoorSaved = CSdsPC::COOR_SCALER;
+    for (int nScaler : {1, -100})
+    {
+        PrepareFixture f(g_szSurveyByPosition);
+        ASSERT_TRUE(f.loaded);
+        CSdsPC::COOR_SCALER = nScaler;
+        f.eng->m_dMargin = 50;
+        ::testing::internal::CaptureStdout();
+        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, false), 0);
+        const std::string out = ::testing::internal::GetCapturedStdout();
+        const char* pszPos = nScaler < 0 ? "Shot Position    (X,Y,Z): (500.00, 500.00, 0.00), 4 receivers.\n"
+                                         : "Shot Position    (X,Y,Z): (500, 500, 0), 4 receivers.\n";
+        EXPECT_NE(out.find(pszPos), std::string::npos) << out;
+        EXPECT_NE(out.find("Margin                  : 50 m\n"), std::string::npos) << out;
+        EXPECT_NE(out.find("Survey Cube      (X,Y,Z): {100..2000, 500..901, 0..500}\n"), std::string::npos) << out;
+        EXPECT_NE(out.find("Simulation Cube  (X,Y,Z): {50..1000, 450..950, 0..500}\n"), std::string::npos) << out;
+        // y: 901 + 50 snapped down to 950. Time -0.1 .. 1 s by 1 ms: 1100 steps, and one more.
+        EXPECT_NE(out.find("         -0.1 |             1 |         0.001 |  time (1101 steps)\n"),
+                  std::string::npos)
+            << out;
+        EXPECT_EQ(out.find("Points of excitement"), std::string::npos) << out;
+    }
+    CSdsPC::COOR_SCALER = nCoorSaved;
+
+    PrepareFixture g(g_szSurveyById, true);
+    ::testing::internal::CaptureStdout();
+    ASSERT_EQ(g.eng->PrepareSource(10, g.survey, false), 0);
+    const std::string out = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Points of excitement    : 2\n"), std::string::npos) << out;
 }
 
 TEST(PrepareSource, ShotOnTheHighEdgeLiesInTheLastCell)
