@@ -8,6 +8,8 @@
 #include <new>
 #include <vector>
 
+#include <fcntl.h>
+
 #include "base/Output.h"
 
 namespace {
@@ -74,6 +76,10 @@ const unsigned char* CSdsPC::FetchBlock(int64_t pos, size_t n, bool& bSeekFailed
     }
     m_nReadBlockPos = pos;
     m_nReadBlockLen = fread(m_vReadBlock.data(), 1, want, m_fp);
+    // Going forward, ask the kernel for the next block now, so that the disk
+    // reads it while this one is being decoded.
+    if (forward && m_nReadBlockLen == want)
+        posix_fadvise(fileno(m_fp), (off_t)(pos + (int64_t)want), (off_t)want, POSIX_FADV_WILLNEED);
     if (m_nReadBlockLen < n) return nullptr;
     return m_vReadBlock.data();
 }
