@@ -573,9 +573,18 @@ TEST(SkippedShot, RunGoesOnWithTheNextShot)
          "60 60 0   40 40 20  2 1  1\n",
          "UseShotId = 1\nFirst Point = 2\nLast Point = 3\n", "Shot point skipped.", 3},
     };
-    for (const SkipCase& c : cases)
+    // Alone, and (the first case, to keep the test short) as a master with
+    // two workers when MPI's launcher is there.
+    std::vector<std::string> vLaunch = {""};
+    if (system("command -v mpiexec > /dev/null 2>&1") == 0)
+        vLaunch.push_back("mpiexec -n 3 ");
+    for (size_t n = 0; n < vLaunch.size() * 2; n++)
     {
-        SCOPED_TRACE(c.pszName);
+        const std::string& strLaunch = vLaunch[n / 2];
+        const SkipCase& c = cases[n % 2];
+        if (!strLaunch.empty() && n % 2 != 0)
+            continue;
+        SCOPED_TRACE(std::string(c.pszName) + (strLaunch.empty() ? ", one process" : ", three processes"));
         TempDir dir;
         const std::string d = dir.path();
         auto vp = [](double, double, double) { return 2000.0f; };
@@ -591,7 +600,7 @@ TEST(SkippedShot, RunGoesOnWithTheNextShot)
             "[Mesh]\ndx = 20\ndt = 0.001\n[Source]\nType = 0\nFrequency = 50\nSignal = 1\n";
         ASSERT_TRUE(model_test::WriteText(d + "/runtask.ini", job));
 
-        const std::string cmd = "cd '" + d + "' && '" + kSkipProgram + "' > out.txt 2>&1";
+        const std::string cmd = "cd '" + d + "' && " + strLaunch + "'" + kSkipProgram + "' > out.txt 2>&1";
         const int st = system(cmd.c_str());
         const std::string out = ReadWhole(d + "/out.txt") + ReadWhole(d + "/Ondex-0.log");
         ASSERT_TRUE(WIFEXITED(st)) << out;
