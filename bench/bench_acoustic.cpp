@@ -103,9 +103,18 @@ int main(int argc, char** argv)
     g_nNode = 1;
     std::vector<int> sizes;
     for (int i = 1; i < argc; i++)
-        sizes.push_back(std::atoi(argv[i]));
+    {
+        int n = std::atoi(argv[i]);
+        if (n < 16)
+        {
+            std::printf("usage: %s [n ...]   (cubic grid sizes, default 128 192 256 384)\n", argv[0]);
+            MPI_Finalize();
+            return 2;
+        }
+        sizes.push_back(n);
+    }
     if (sizes.empty())
-        sizes = {128, 192, 256};
+        sizes = {128, 192, 256, 384};
 
     const int nAll = omp_get_max_threads();
     const double bw1 = bench::MeasureTriadGBs(1);
