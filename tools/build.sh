@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Configures and builds Ondex into build/ (CUDA is picked up when nvcc exists).
+# Configures and builds Ondex into build/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 JOBS=${JOBS:-$(nproc)}

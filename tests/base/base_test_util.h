@@ -3,6 +3,7 @@
 #ifndef ONDEX_TESTS_BASE_UTIL_H
 #define ONDEX_TESTS_BASE_UTIL_H
 
+#include "common/TestUtil.h"
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -57,25 +58,9 @@ private:
 };
 
 // Reads a whole file; empty when it does not exist.
-inline std::string read_file(const std::string& name)
-{
-    std::string s;
-    FILE* f = fopen(name.c_str(), "rb");
-    if (!f)
-        return s;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-        s.append(buf, n);
-    fclose(f);
-    return s;
-}
+inline std::string read_file(const std::string& name) { return testutil::ReadFile(name); }
 
-inline bool file_exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
+inline bool file_exists(const std::string& name) { return testutil::FileExists(name); }
 
 // Redirects fd 1 into a temporary file until Stop().
 class StdoutCapture

@@ -22,6 +22,7 @@
 // analytic pressure at t + dt/2. Without the shift the residual is first
 // order in dt (it halves with dt); the best-fitting shift is checked too.
 
+#include "common/TestUtil.h"
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -55,25 +56,8 @@ struct Receiver
 const Receiver kReceivers[] = {{100, 0, 0}, {80, 60, 0}, {0, 150, 0}, {0, 0, -120}, {150, 0, 0}};
 const int kNumReceivers = sizeof(kReceivers) / sizeof(kReceivers[0]);
 
-bool Exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
-
-std::string ReadFile(const std::string& name)
-{
-    std::string s;
-    FILE* f = fopen(name.c_str(), "rb");
-    if (!f)
-        return s;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-        s.append(buf, n);
-    fclose(f);
-    return s;
-}
+using testutil::ReadFile;
+bool Exists(const std::string& name) { return testutil::FileExists(name); }
 
 double RickerDerivative(double t)
 {

@@ -2,6 +2,7 @@
 // failure codes, repeated cells, the source box, and the walk of points
 // down to the rock once the model is loaded.
 
+#include "common/TestUtil.h"
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -522,25 +523,8 @@ namespace
 
 const std::string kSkipProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
 
-bool FileExists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
-
-std::string ReadWhole(const std::string& name)
-{
-    std::string s;
-    FILE* f = fopen(name.c_str(), "rb");
-    if (!f)
-        return s;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-        s.append(buf, n);
-    fclose(f);
-    return s;
-}
+using testutil::FileExists;
+std::string ReadWhole(const std::string& name) { return testutil::ReadFile(name); }
 
 struct SkipCase
 {

@@ -2,6 +2,7 @@
 // the job file written into it and the node's log read back.
 #pragma once
 
+#include "common/TestUtil.h"
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -42,19 +43,7 @@ protected:
         fclose(f);
     }
 
-    static std::string ReadFile(const char* name)
-    {
-        std::string s;
-        FILE* f = fopen(name, "rb");
-        if (!f)
-            return s;
-        char buf[4096];
-        size_t n;
-        while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-            s.append(buf, n);
-        fclose(f);
-        return s;
-    }
+    static std::string ReadFile(const char* name) { return testutil::ReadFile(name); }
 
     // The log of node 0 in the working directory.
     static std::string Log() { return ReadFile("Ondex-0.log"); }
