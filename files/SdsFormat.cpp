@@ -61,18 +61,6 @@ int CSdsPC::GetTraceLenSDS(SDS_TRACEHEADER* header)
     return (int)bytes;
 }
 
-// (int) as C converts, towards zero, but defined for every double.
-static int32_t ToInt(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    if (x >= 2147483647.0)
-        return INT32_MAX;
-    if (x <= -2147483648.0)
-        return INT32_MIN;
-    return (int32_t)x;
-}
-
 static int32_t AddSat(int32_t a, int32_t b)
 {
     const long long s = (long long)a + b;
@@ -116,11 +104,11 @@ SDS_TRACEHEADER CSdsPC::CreateSDSHeaderTrace(int* p, SDS_TRACEINFO info, double*
     double k = (step < 1) ? 1000.0 : 1.0;
     if (k * step < 1)
         k = 1000000.0;
-    h.nStep = ToInt(k * step + 0.5);
-    h.nStart = ToInt(k * start + 0.5);
-    h.nStop = AddSat(h.nStep, ToInt(k * stop + 0.5));
+    h.nStep = TruncInt32(k * step + 0.5);
+    h.nStart = TruncInt32(k * start + 0.5);
+    h.nStop = AddSat(h.nStep, TruncInt32(k * stop + 0.5));
     h.nStart2 = h.nStart;
-    const int32_t last = AddSat(h.nStart, ToInt(0.5 + (stop - start) / step));
+    const int32_t last = AddSat(h.nStart, TruncInt32(0.5 + (stop - start) / step));
     h.nLast = last < h.nStop ? last : h.nStop;
     h.nMark = 100;
     memcpy(h.szText, "SP01", 4);

@@ -322,8 +322,7 @@ int32_t NearestInt32(double x)
     return (int32_t)r;
 }
 
-// (int) conversion as C does it (towards zero), but defined for every input.
-static int32_t TruncInt32(double x)
+int32_t TruncInt32(double x)
 {
     if (std::isnan(x))
         return 0;

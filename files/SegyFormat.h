@@ -184,6 +184,9 @@ float DecodeBEFloat(const unsigned char* in4);
 // integer (floor(x + 0.5)), clamped to the int32 range.
 float ScaleCoordinate(float v, int scaler);
 int32_t NearestInt32(double x);
+// (int) conversion as C does it (towards zero), but defined for every input:
+// NaN gives 0, values beyond the range saturate.
+int32_t TruncInt32(double x);
 // The reverse factor of a stored scaler: s for s > 1, 1/|s| for s < -1,
 // otherwise 1.
 double ScalerFactor(int scaler);
