@@ -33,18 +33,14 @@ TEST(CStringTest, SelfTestPassesSilently)
     EXPECT_EQ(out, "");
 }
 
-TEST(CStringTest, DefaultIsEmptyInline)
-{
-    CString s;
-    EXPECT_TRUE(s.IsEmpty());
-    EXPECT_EQ(s.GetLength(), 0);
-    EXPECT_EQ(s.GetAllocSize(), 255u);
-    EXPECT_TRUE(is_inline(s));
-    EXPECT_STREQ((const char*)s, "");
-}
-
 TEST(CStringTest, ReserveRules)
 {
+    CString e;   // a new string is empty and inline
+    EXPECT_EQ(e.GetLength(), 0);
+    EXPECT_EQ(e.GetAllocSize(), 255u);
+    EXPECT_TRUE(is_inline(e));
+    EXPECT_STREQ((const char*)e, "");
+
     std::string t = digits(255);
     CString s(t.c_str());
     EXPECT_EQ(s.GetLength(), 255);

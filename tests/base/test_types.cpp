@@ -330,8 +330,4 @@ TEST(GeoPointInfoTest, ValuesAndPresentFlags)
     }
     p.Clear();
     EXPECT_FALSE(p.GetValue(3, v));
-
-    CGeoPointInfoAproximator ap;
-    ap.m_vPoints.push_back(p);
-    EXPECT_EQ(ap.m_vPoints.size(), 1u);
 }
