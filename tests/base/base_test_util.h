@@ -7,54 +7,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
-#include <ftw.h>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace basetest
 {
 
-inline int remove_entry(const char* path, const struct stat*, int, struct FTW*)
-{
-    return ::remove(path);
-}
-
-// Makes a fresh directory under /tmp and works inside it; the old working
-// directory is restored and the directory removed at the end.
-class ScratchDir
+// A fresh directory under /tmp that is the working directory meanwhile.
+class ScratchDir : public testutil::TempDir
 {
 public:
-    ScratchDir()
+    ScratchDir() : TempDir(true, "ondex_base")
     {
-        char tmpl[] = "/tmp/ondex_base_XXXXXX";
-        char* d = mkdtemp(tmpl);
-        if (!d)
-        {
-            ADD_FAILURE() << "mkdtemp failed";
-            return;
-        }
-        m_dir = d;
-        char cwd[4096];
-        if (getcwd(cwd, sizeof(cwd)))
-            m_old = cwd;
-        if (chdir(m_dir.c_str()) != 0)
-            ADD_FAILURE() << "chdir to " << m_dir << " failed";
+        if (!ok())
+            ADD_FAILURE() << "no scratch directory";
     }
-    ~ScratchDir()
-    {
-        if (!m_old.empty() && chdir(m_old.c_str()) != 0)
-            ADD_FAILURE() << "chdir back failed";
-        if (!m_dir.empty())
-            nftw(m_dir.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    const std::string& path() const { return m_dir; }
-
-private:
-    std::string m_dir;
-    std::string m_old;
 };
 
 // Reads a whole file; empty when it does not exist.

@@ -1,10 +1,14 @@
 // Small file helpers shared by the test programs.
 #pragma once
 
+#include <ftw.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace testutil
 {
@@ -24,10 +28,75 @@ inline std::string ReadFile(const std::string& name)
     return s;
 }
 
+inline std::vector<unsigned char> ReadBytes(const std::string& name)
+{
+    const std::string s = ReadFile(name);
+    return std::vector<unsigned char>(s.begin(), s.end());
+}
+
+inline bool WriteBytes(const std::string& name, const void* p, size_t n)
+{
+    FILE* f = fopen(name.c_str(), "wb");
+    if (!f)
+        return false;
+    const bool ok = n == 0 || fwrite(p, 1, n, f) == n;
+    return fclose(f) == 0 && ok;
+}
+
+inline bool WriteBytes(const std::string& name, const std::vector<unsigned char>& b)
+{
+    return WriteBytes(name, b.data(), b.size());
+}
+
+inline bool WriteFile(const std::string& name, const std::string& text)
+{
+    return WriteBytes(name, text.data(), text.size());
+}
+
 inline bool FileExists(const std::string& name)
 {
     struct stat st;
     return stat(name.c_str(), &st) == 0;
 }
+
+inline int RemoveEntry(const char* path, const struct stat*, int, struct FTW*)
+{
+    return ::remove(path);
+}
+
+// A fresh directory under /tmp, removed with everything in it at the end.
+// With bEnter it is also the working directory meanwhile (so the process log
+// lands there), and the old one comes back at the end.
+class TempDir
+{
+public:
+    explicit TempDir(bool bEnter = false, const char* pszPrefix = "ondex")
+    {
+        std::string tmpl = std::string("/tmp/") + pszPrefix + "_XXXXXX";
+        if (!mkdtemp(&tmpl[0]))
+            return;
+        m_path = tmpl;
+        char cwd[4096];
+        if (bEnter && getcwd(cwd, sizeof(cwd)) && chdir(m_path.c_str()) == 0)
+            m_old = cwd;
+    }
+    ~TempDir()
+    {
+        if (!m_old.empty())
+            (void)!chdir(m_old.c_str());
+        if (!m_path.empty())
+            nftw(m_path.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    bool ok() const { return !m_path.empty(); }
+    const std::string& path() const { return m_path; }
+    std::string path(const std::string& name) const { return m_path + "/" + name; }
+    std::string operator/(const std::string& name) const { return path(name); }
+
+private:
+    std::string m_path, m_old;
+};
 
 }  // namespace testutil
