@@ -3,10 +3,6 @@
 // that do not go through the code under test.
 #pragma once
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,47 +12,16 @@
 
 #include <gtest/gtest.h>
 
+#include "common/TestUtil.h"
 #include "files/SdsPC.h"
 
 namespace ftest {
 
 // A fresh directory that becomes the working directory (the log file
 // "Ondex-0.log" then lands there too) and is removed with its files.
-class ScratchDir {
+class ScratchDir : public testutil::TempDir {
 public:
-    ScratchDir()
-    {
-        char tmpl[] = "/tmp/ondex_files_XXXXXX";
-        char* p = mkdtemp(tmpl);
-        if (p)
-            m_path = p;
-        char cwd[4096];
-        if (getcwd(cwd, sizeof(cwd)))
-            m_old = cwd;
-        if (!m_path.empty() && chdir(m_path.c_str()) != 0)
-            m_path.clear();
-    }
-    ~ScratchDir()
-    {
-        if (!m_old.empty() && chdir(m_old.c_str()) != 0) {
-        }
-        if (m_path.empty())
-            return;
-        if (DIR* d = opendir(m_path.c_str())) {
-            while (dirent* e = readdir(d)) {
-                std::string n = e->d_name;
-                if (n != "." && n != "..")
-                    remove((m_path + "/" + n).c_str());
-            }
-            closedir(d);
-        }
-        rmdir(m_path.c_str());
-    }
-    bool ok() const { return !m_path.empty(); }
-    std::string path(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path, m_old;
+    ScratchDir() : TempDir(true, "ondex_files") {}
 };
 
 // The class settings of CSdsPC, restored at the end of a test.
@@ -92,34 +57,9 @@ struct SettingsGuard {
     }
 };
 
-inline std::vector<unsigned char> ReadAll(const std::string& name)
-{
-    std::vector<unsigned char> v;
-    FILE* f = fopen(name.c_str(), "rb");
-    if (!f)
-        return v;
-    unsigned char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-        v.insert(v.end(), buf, buf + n);
-    fclose(f);
-    return v;
-}
-
-inline bool WriteAll(const std::string& name, const void* p, size_t n)
-{
-    FILE* f = fopen(name.c_str(), "wb");
-    if (!f)
-        return false;
-    bool ok = fwrite(p, 1, n, f) == n;
-    return fclose(f) == 0 && ok;
-}
-
-inline bool Exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
+using testutil::FileExists;
+using testutil::ReadBytes;
+using testutil::WriteBytes;
 
 // Big-endian and little-endian reads written out by hand.
 inline int32_t be32(const std::vector<unsigned char>& b, size_t off)

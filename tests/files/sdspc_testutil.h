@@ -11,68 +11,14 @@
 #include <string>
 #include <vector>
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "common/TestUtil.h"
 
 namespace sdspc_test {
 
-class TempDir {
-public:
-    TempDir()
-    {
-        char tmpl[] = "/tmp/ondex_sdspc_XXXXXX";
-        char* p = mkdtemp(tmpl);
-        m_path = p ? p : "/tmp";
-    }
-    ~TempDir() { RemoveAll(m_path); }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-    const std::string& path() const { return m_path; }
-
-private:
-    static void RemoveAll(const std::string& dir)
-    {
-        DIR* d = opendir(dir.c_str());
-        if (!d) return;
-        while (dirent* e = readdir(d)) {
-            std::string n = e->d_name;
-            if (n == "." || n == "..") continue;
-            std::string p = dir + "/" + n;
-            struct stat st;
-            if (lstat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) RemoveAll(p);
-            else unlink(p.c_str());
-        }
-        closedir(d);
-        rmdir(dir.c_str());
-    }
-    std::string m_path;
-};
-
-inline bool WriteBytes(const std::string& path, const std::vector<unsigned char>& b)
-{
-    FILE* f = fopen(path.c_str(), "wb");
-    if (!f) return false;
-    bool ok = b.empty() || fwrite(b.data(), 1, b.size(), f) == b.size();
-    return fclose(f) == 0 && ok;
-}
-
-inline std::vector<unsigned char> ReadBytes(const std::string& path)
-{
-    std::vector<unsigned char> b;
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f) return b;
-    unsigned char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0) b.insert(b.end(), buf, buf + n);
-    fclose(f);
-    return b;
-}
-
-inline bool FileExists(const std::string& path)
-{
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
+using testutil::FileExists;
+using testutil::ReadBytes;
+using testutil::TempDir;
+using testutil::WriteBytes;
 
 // ---- byte stores -------------------------------------------------------------
 

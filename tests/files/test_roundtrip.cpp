@@ -85,7 +85,7 @@ TEST_F(RoundTrip, SegyDepthCubeOfLargeStep)
     std::vector<float> v(2 * 5, 3.0f);
     ASSERT_TRUE(obj.OnSave(P("d.sgy").c_str(), v.data(), CRectR(0, 0, 10, 200), CSizeN(2, 5), 0, 0, false,
                            nullptr, DU_M));
-    const auto b = ReadAll(P("d.sgy"));
+    const auto b = ReadBytes(P("d.sgy"));
     EXPECT_EQ(be16(b, 3216), 50);
     EXPECT_EQ(be16(b, 3600 + 116), 50);
 }
@@ -160,7 +160,7 @@ TEST_F(RoundTrip, DamagedHeaderIsReportedNotRead)
     std::vector<float> v(2 * 5, 1.0f);
     ASSERT_TRUE(obj.OnSave(P("h.sgy").c_str(), v.data(), CRectR(0, 0, 1, 8), CSizeN(2, 5), 0, 0, false, nullptr,
                            DU_MSEC));
-    auto good = ReadAll(P("h.sgy"));
+    auto good = ReadBytes(P("h.sgy"));
     struct {
         const char* what;
         size_t off;
@@ -177,7 +177,7 @@ TEST_F(RoundTrip, DamagedHeaderIsReportedNotRead)
         auto b = good;
         b[d.off] = d.hi;
         b[d.off + 1] = d.lo;
-        ASSERT_TRUE(WriteAll(P("bad.sgy"), b.data(), b.size()));
+        ASSERT_TRUE(WriteBytes(P("bad.sgy"), b.data(), b.size()));
         CSdsPC f;
         testing::internal::CaptureStdout();
         EXPECT_FALSE(f.OnOpen(P("bad.sgy").c_str())) << d.what;
@@ -190,7 +190,7 @@ TEST_F(RoundTrip, DamagedHeaderIsReportedNotRead)
     auto b = good;
     b[3600 + 114] = 0x7F;
     b[3600 + 115] = 0xFF;
-    ASSERT_TRUE(WriteAll(P("bad.sgy"), b.data(), b.size()));
+    ASSERT_TRUE(WriteBytes(P("bad.sgy"), b.data(), b.size()));
     CSdsPC f;
     testing::internal::CaptureStdout();
     EXPECT_FALSE(f.OnOpen(P("bad.sgy").c_str()));

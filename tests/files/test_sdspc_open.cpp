@@ -72,27 +72,6 @@ TEST(SdsPCOpen, ByteOrderBothWays)
     }
 }
 
-TEST(SdsPCOpen, IbmAndIeeeBigEndianSamples)
-{
-    TempDir d;
-    const float v[] = {1.0f, -2.0f, 0.5f, 100.25f, -0.15625f, 3.0e5f, 0.0f, 1.0e-3f};
-    for (int format : {1, 5}) {
-        RawSgy s;
-        s.format = format;
-        s.ns = 8;
-        RawTrace t;
-        t.samples.assign(v, v + 8);
-        s.traces = {t, t, t};
-        std::string name = d / ("fmt" + std::to_string(format) + ".sgy");
-        ASSERT_TRUE(WriteBytes(name, BuildSgy(s)));
-        CSdsPC f;
-        ASSERT_TRUE(f.OnOpen(name.c_str()));
-        std::vector<float> buf(8);
-        ASSERT_TRUE(f.GetTrace(1, buf.data(), 8));
-        for (int i = 0; i < 8; i++) EXPECT_NEAR(buf[i], v[i], fabs(v[i]) * 1e-6) << format << " " << i;
-    }
-}
-
 TEST(SdsPCOpen, ElevationsAndScalers)
 {
     TempDir d;

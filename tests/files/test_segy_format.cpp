@@ -64,54 +64,41 @@ TEST(IbmFloat, EncodesKnownBitPatterns)
 
 TEST(IbmFloat, DecodesKnownBitPatterns)
 {
-    EXPECT_EQ(IBMToIEEE(0x41100000u), 1.0f);
-    EXPECT_EQ(IBMToIEEE(0xC276A000u), -118.625f);
-    EXPECT_EQ(IBMToIEEE(0x42640000u), 100.0f);
-    EXPECT_EQ(IBMToIEEE(0x3F800000u), 0.03125f);
-    EXPECT_EQ(IBMToIEEE(0x60FFFFFFu), FLT_MAX);
-    // Unnormalised mantissa: 1/256 * 16.
-    EXPECT_EQ(IBMToIEEE(0x41010000u), 0.0625f);
+    const struct {
+        uint32_t ibm;
+        float value;
+    } cases[] = {
+        {0x41100000u, 1.0f},
+        {0xC276A000u, -118.625f},
+        {0x42640000u, 100.0f},
+        {0x3F800000u, 0.03125f},
+        {0x60FFFFFFu, FLT_MAX},
+        {0x41010000u, 0.0625f},                 // unnormalised mantissa: 1/256 * 16
+        {0x7FFFFFFFu, FLT_MAX},                 // 16^63 is far above FLT_MAX: saturated
+        {0xFFFFFFFFu, -FLT_MAX},
+        {0x61100000u, FLT_MAX},                 // 16^33 * 1/16 = 2^128 does not fit
+        {0x60100000u, std::ldexp(1.0f, 124)},   // 2^124 does
+        {0x21100000u, std::ldexp(1.0f, -128)},  // a float denormal
+        {0x00100000u, 0.0f},                    // 2^-260: below the smallest denormal
+        {0x80100000u, 0.0f},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(IBMToIEEE(c.ibm), c.value) << std::hex << c.ibm;
+    // A zero mantissa is zero whatever the exponent.
+    for (uint32_t exp = 0; exp < 256; exp += 17)
+        EXPECT_EQ(IBMToIEEE(exp << 24), 0.0f) << exp;
     const unsigned char b[4] = {0xC2, 0x76, 0xA0, 0x00};
     EXPECT_EQ(DecodeIBMFloat(b), -118.625f);
 }
 
-TEST(IbmFloat, ZeroAndTinyValuesGiveZeroBytes)
+TEST(IbmFloat, ZeroTinyAndNonFiniteInputs)
 {
     for (float v : {0.0f, -0.0f, 1e-7f, -1e-7f, FLT_MIN, -FLT_MIN, std::numeric_limits<float>::denorm_min(),
-                    1e-6f /* 9.99999997e-7, just below 1e-6 */})
+                    1e-6f /* 9.99999997e-7, just below 1e-6 */, std::numeric_limits<float>::quiet_NaN()})
         EXPECT_EQ(IEEEToIBM(v), 0u) << v;
     EXPECT_NE(IEEEToIBM(std::nextafter(1e-6f, 1.0f)), 0u);
-}
-
-TEST(IbmFloat, MantissaZeroIsZeroWhateverTheExponent)
-{
-    for (uint32_t exp = 0; exp < 256; exp += 17)
-        EXPECT_EQ(IBMToIEEE(exp << 24), 0.0f) << exp;
-}
-
-TEST(IbmFloat, NonFiniteInputsAreDefined)
-{
-    EXPECT_EQ(IEEEToIBM(std::numeric_limits<float>::quiet_NaN()), 0u);
     EXPECT_EQ(IEEEToIBM(std::numeric_limits<float>::infinity()), 0x7FFFFFFFu);
     EXPECT_EQ(IEEEToIBM(-std::numeric_limits<float>::infinity()), 0xFFFFFFFFu);
-}
-
-TEST(IbmFloat, ValuesBeyondFloatRangeSaturate)
-{
-    // 16^63 is far above FLT_MAX.
-    EXPECT_EQ(IBMToIEEE(0x7FFFFFFFu), FLT_MAX);
-    EXPECT_EQ(IBMToIEEE(0xFFFFFFFFu), -FLT_MAX);
-    EXPECT_EQ(IBMToIEEE(0x61100000u), FLT_MAX);  // 16^32 / 16 = 2^124 fits; 16^33 * 1/16 = 2^128 does not
-    EXPECT_EQ(IBMToIEEE(0x60100000u), std::ldexp(1.0f, 124));
-}
-
-TEST(IbmFloat, DenormalRangeDecodesToNearestFloat)
-{
-    // 0x21: 16^(33-64) = 2^-124, mantissa 1/16: 2^-128, a float denormal.
-    EXPECT_EQ(IBMToIEEE(0x21100000u), std::ldexp(1.0f, -128));
-    // 16^-64 * 1/16 = 2^-260: far below the smallest denormal.
-    EXPECT_EQ(IBMToIEEE(0x00100000u), 0.0f);
-    EXPECT_EQ(IBMToIEEE(0x80100000u), 0.0f);
 }
 
 TEST(IbmFloat, RoundTripLosesAtMostThreeBits)
@@ -181,16 +168,13 @@ TEST(IbmFloat, BlockDecoderAgreesWithSingleDecoder)
 
 TEST(BigEndianFloat, NonFiniteValuesReadAsZero)
 {
-    const unsigned char one[4] = {0x3F, 0x80, 0x00, 0x00};
-    const unsigned char half[4] = {0x3F, 0x00, 0x00, 0x00};
-    const unsigned char two[4] = {0x40, 0x00, 0x00, 0x00};
-    const unsigned char nan[4] = {0x7F, 0xC0, 0x00, 0x00};
-    const unsigned char inf[4] = {0xFF, 0x80, 0x00, 0x00};
-    EXPECT_EQ(DecodeBEFloat(one), 1.0f);
-    EXPECT_EQ(DecodeBEFloat(half), 0.5f);
-    EXPECT_EQ(DecodeBEFloat(two), 2.0f);
-    EXPECT_EQ(DecodeBEFloat(nan), 0.0f);
-    EXPECT_EQ(DecodeBEFloat(inf), 0.0f);
+    const struct {
+        unsigned char b[4];
+        float value;
+    } cases[] = {{{0x3F, 0x80, 0, 0}, 1.0f}, {{0x3F, 0x00, 0, 0}, 0.5f}, {{0x40, 0x00, 0, 0}, 2.0f},
+                 {{0x7F, 0xC0, 0, 0}, 0.0f} /* NaN */,  {{0xFF, 0x80, 0, 0}, 0.0f} /* -infinity */};
+    for (const auto& c : cases)
+        EXPECT_EQ(DecodeBEFloat(c.b), c.value) << (int)c.b[0];
 }
 
 // ------------------------------------------------------------------ EBCDIC
@@ -524,7 +508,7 @@ protected:
     CSdsPC obj;
     void WriteInf(const std::string& data, const char* file = "d.sgy")
     {
-        ASSERT_TRUE(WriteAll(dir.path(std::string(file) + ".inf"), data.data(), data.size()));
+        ASSERT_TRUE(WriteBytes(dir.path(std::string(file) + ".inf"), data.data(), data.size()));
     }
 };
 

@@ -46,7 +46,7 @@ TEST_F(Vmg, SnapshotFrameHeaderAndInterleaving)
     auto a = Plane(3, 2, 1, 0.0f), c = Plane(3, 2, 1, 1000.0f);
     const std::string name = P("s.vmg");
     ASSERT_TRUE(Add(name, 3, 2, 1, 0.01, 0.01, a.data(), nullptr, c.data(), "XZ"));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 3 * 2 * 2 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
     EXPECT_EQ(lef32(b, 132), 0.0f);
@@ -86,7 +86,7 @@ TEST_F(Vmg, SnapshotFileGrowsByRows)
     for (int r = 0; r < 3; r++) {
         rows[r] = Plane(4, 2, 1, 100.0f * r);
         ASSERT_TRUE(Add(name, 4, 2, 1, 0.01 * (r + 1), 0.01 * (r + 1), rows[r].data(), nullptr, nullptr, "P"));
-        auto b = ReadAll(name);
+        auto b = ReadBytes(name);
         ASSERT_EQ(b.size(), 296u + (size_t)(r + 1) * 8 * 4);
         EXPECT_EQ(le32(b, 204), r + 1);
         EXPECT_EQ(lef32(b, 164), 0.01f);
@@ -95,7 +95,7 @@ TEST_F(Vmg, SnapshotFileGrowsByRows)
             EXPECT_EQ(lef32(b, 172), ((float)(0.01 * (r + 1)) - 0.01f) / (float)r);
         }
     }
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     for (int r = 0; r < 3; r++)
         for (int i = 0; i < 8; i++)
             EXPECT_EQ(lef32(b, 296 + 4 * (r * 8 + i)), rows[r][i]);
@@ -112,7 +112,7 @@ TEST_F(Vmg, IncompatibleFileIsReplaced)
     testing::internal::CaptureStdout();
     ASSERT_TRUE(Add(name, 5, 2, 1, 0.03, 0.03, w.data(), nullptr, nullptr, "P"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "File header is not supported addition new data\n");
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     EXPECT_EQ(le32(b, 196), 5);
     EXPECT_EQ(le32(b, 204), 1);
     EXPECT_EQ(b.size(), 296u + 10 * 4);
@@ -121,25 +121,25 @@ TEST_F(Vmg, IncompatibleFileIsReplaced)
     testing::internal::CaptureStdout();
     ASSERT_TRUE(Add(name, 5, 2, 1, 0.04, 0.04, w.data(), w.data(), nullptr, "PQ"));
     EXPECT_NE(testing::internal::GetCapturedStdout().find("not supported"), std::string::npos);
-    EXPECT_EQ(le32(ReadAll(name), 204), 1);
+    EXPECT_EQ(le32(ReadBytes(name), 204), 1);
 
     // A merged file (more than one frame) is not added to.
-    b = ReadAll(name);
+    b = ReadBytes(name);
     b[236] = 2;
-    ASSERT_TRUE(WriteAll(name, b.data(), b.size()));
+    ASSERT_TRUE(WriteBytes(name, b.data(), b.size()));
     testing::internal::CaptureStdout();
     ASSERT_TRUE(Add(name, 5, 2, 1, 0.05, 0.05, w.data(), w.data(), nullptr, "PQ"));
     EXPECT_NE(testing::internal::GetCapturedStdout().find("not supported"), std::string::npos);
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(le32(b, 236), 1);
     EXPECT_EQ(le32(b, 204), 1);
 
     // A file too short to hold a header is replaced as well.
-    ASSERT_TRUE(WriteAll(name, "abc", 3));
+    ASSERT_TRUE(WriteBytes(name, "abc", 3));
     testing::internal::CaptureStdout();
     ASSERT_TRUE(Add(name, 5, 2, 1, 0.06, 0.06, w.data(), nullptr, nullptr, "P"));
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(ReadAll(name).size(), 296u + 10 * 4);
+    EXPECT_EQ(ReadBytes(name).size(), 296u + 10 * 4);
 }
 
 TEST_F(Vmg, SnapshotRefusals)
@@ -161,7 +161,7 @@ TEST_F(Vmg, SnapshotRefusals)
         EXPECT_FALSE(obj.OnAddToVMG_SNAP(P(c.name).c_str(), size, cube, letters, src, c.any ? a.data() : nullptr,
                                          nullptr, nullptr, c.any ? nullptr : a.data()))
             << c.nx << c.ny << c.nz << c.name;
-        EXPECT_FALSE(Exists(P(c.name)));
+        EXPECT_FALSE(FileExists(P(c.name)));
     }
 }
 
@@ -180,7 +180,7 @@ TEST_F(Vmg, MergeNameChecks)
               std::string::npos);
     // No part at all: nothing to merge.
     EXPECT_FALSE(obj.OnSaveNVmg2VMG(P("x.VMG").c_str(), 3, 0));
-    EXPECT_FALSE(Exists(P("x.VMG")));
+    EXPECT_FALSE(FileExists(P("x.VMG")));
 }
 
 TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
@@ -189,12 +189,12 @@ TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
     std::vector<float> p1 = Plane(3, 2, 2, 0.0f), p3 = Plane(3, 2, 2, 500.0f);
     ASSERT_TRUE(Add(P("m-1.vmg"), 3, 2, 2, 0.01, 0.02, p1.data(), nullptr, nullptr, "Z", 100.0));
     ASSERT_TRUE(Add(P("m-3.vmg"), 3, 2, 2, 0.01, 0.02, p3.data(), nullptr, nullptr, "Z", 300.0));
-    ASSERT_TRUE(WriteAll(P("m-1.vmg.inf"), "x", 1));
-    const auto part1 = ReadAll(P("m-1.vmg"));
-    const auto part3 = ReadAll(P("m-3.vmg"));
+    ASSERT_TRUE(WriteBytes(P("m-1.vmg.inf"), "x", 1));
+    const auto part1 = ReadBytes(P("m-1.vmg"));
+    const auto part3 = ReadBytes(P("m-3.vmg"));
 
     ASSERT_TRUE(obj.OnSaveNVmg2VMG(P("m.vmg").c_str(), 3, 0));
-    auto b = ReadAll(P("m.vmg"));
+    auto b = ReadBytes(P("m.vmg"));
     ASSERT_EQ(b.size(), part1.size() + part3.size());
     // Frame 0 from part 1, frame 1 from part 3 with index 2: numbered by part.
     EXPECT_EQ(le32(b, 236), 2);
@@ -204,10 +204,10 @@ TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
     EXPECT_EQ(lef32(b, part1.size() + 144), 300.0f);
     EXPECT_EQ(memcmp(&b[296], &part1[296], part1.size() - 296), 0);
     EXPECT_EQ(memcmp(&b[part1.size() + 296], &part3[296], part3.size() - 296), 0);
-    EXPECT_FALSE(Exists(P("m-1.vmg")));
-    EXPECT_FALSE(Exists(P("m-1.vmg.inf")));
-    EXPECT_FALSE(Exists(P("m-3.vmg")));
-    EXPECT_TRUE(Exists(P("m.vmg.cr2")));
+    EXPECT_FALSE(FileExists(P("m-1.vmg")));
+    EXPECT_FALSE(FileExists(P("m-1.vmg.inf")));
+    EXPECT_FALSE(FileExists(P("m-3.vmg")));
+    EXPECT_TRUE(FileExists(P("m.vmg.cr2")));
 
     // The merged file opens with the traces of both frames.
     CSdsPC m;
@@ -227,7 +227,7 @@ TEST_F(Vmg, ColumnMergeBuildsOneFrame)
                         nullptr, "Z", 100.0 * (k + 1)));
     }
     ASSERT_TRUE(obj.OnSaveNVmg2VMG(P("c.vmg").c_str(), 3, 0));
-    auto b = ReadAll(P("c.vmg"));
+    auto b = ReadBytes(P("c.vmg"));
     ASSERT_GE(b.size(), 296u);
     EXPECT_EQ(le32(b, 196), 3);  // one column a part
     EXPECT_EQ(le32(b, 200), 4);
@@ -241,7 +241,7 @@ TEST_F(Vmg, ColumnMergeBuildsOneFrame)
         for (int k = 0; k < 3; k++)
             EXPECT_EQ(lef32(b, 296 + 4 * ((size_t)(j * 3 + k) * nComp)), cols[k][j]) << k << " " << j;
     for (int k = 1; k <= 3; k++)
-        EXPECT_FALSE(Exists(P("c-" + std::to_string(k) + ".vmg")));
+        EXPECT_FALSE(FileExists(P("c-" + std::to_string(k) + ".vmg")));
 }
 
 TEST_F(Vmg, MergeLeavesOutUnreadablePartsAndKeepsThem)
@@ -252,16 +252,16 @@ TEST_F(Vmg, MergeLeavesOutUnreadablePartsAndKeepsThem)
     std::vector<unsigned char> junk(1000);
     for (size_t i = 0; i < junk.size(); i++)
         junk[i] = (unsigned char)(i * 37 + 11);
-    ASSERT_TRUE(WriteAll(P("u-2.vmg"), junk.data(), junk.size()));
+    ASSERT_TRUE(WriteBytes(P("u-2.vmg"), junk.data(), junk.size()));
     testing::internal::CaptureStdout();
     ASSERT_TRUE(obj.OnSaveNVmg2VMG(P("u.vmg").c_str(), 2, 0));
     testing::internal::GetCapturedStdout();
-    auto b = ReadAll(P("u.vmg"));
+    auto b = ReadBytes(P("u.vmg"));
     ASSERT_EQ(b.size(), 296u + 6 * 4);
     EXPECT_EQ(le32(b, 236), 1);
-    EXPECT_FALSE(Exists(P("u-1.vmg")));
+    EXPECT_FALSE(FileExists(P("u-1.vmg")));
     // The part that could not be read is not merged, and not destroyed.
-    EXPECT_TRUE(Exists(P("u-2.vmg")));
+    EXPECT_TRUE(FileExists(P("u-2.vmg")));
 }
 
 TEST_F(Vmg, MergeOfATruncatedPartFailsAndKeepsTheParts)
@@ -270,21 +270,21 @@ TEST_F(Vmg, MergeOfATruncatedPartFailsAndKeepsTheParts)
     std::vector<float> p = Plane(3, 2, 2, 0.0f);
     ASSERT_TRUE(Add(P("t-1.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));
     ASSERT_TRUE(Add(P("t-2.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));
-    auto b = ReadAll(P("t-2.vmg"));
+    auto b = ReadBytes(P("t-2.vmg"));
     b.resize(b.size() - 8);  // the last two samples are missing
-    ASSERT_TRUE(WriteAll(P("t-2.vmg"), b.data(), b.size()));
+    ASSERT_TRUE(WriteBytes(P("t-2.vmg"), b.data(), b.size()));
     testing::internal::CaptureStdout();
     const bool ok = obj.OnSaveNVmg2VMG(P("t.vmg").c_str(), 2, 0);
     testing::internal::GetCapturedStdout();
     // Whether the reader refuses the cut part or takes it and the copy comes
     // up short, the cut part survives and no incomplete frame is merged.
-    EXPECT_TRUE(Exists(P("t-2.vmg")));
+    EXPECT_TRUE(FileExists(P("t-2.vmg")));
     if (ok) {
-        auto m = ReadAll(P("t.vmg"));
+        auto m = ReadBytes(P("t.vmg"));
         EXPECT_EQ(m.size(), 296u + 3 * 2 * 2 * 4);
         EXPECT_EQ(le32(m, 236), 1);
     } else {
-        EXPECT_TRUE(Exists(P("t-1.vmg")));
+        EXPECT_TRUE(FileExists(P("t-1.vmg")));
     }
 }
 

@@ -45,7 +45,7 @@ TEST_F(Writers, SegyFileAndTraceHeadersAtTheirOffsets)
     const std::string name = P("g.sgy");
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(100, 0, 200, 8), CSizeN(3, 5), 0, 0, false,
                            nullptr, DU_MSEC));
-    const auto b = ReadAll(name);
+    const auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 3600u + 3 * (240 + 5 * 4));
     EXPECT_EQ(b[0], 0xC3);  // 'C' in EBCDIC
     EXPECT_EQ(b[1], 0x40);
@@ -106,7 +106,7 @@ TEST_F(Writers, SegySignedOffsetAndGeometryFromInfo)
     // The rectangle's trace axis has no effect with pInfo.
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(-7, 0, 7, 4), CSizeN(2, 3), 0, 0, false, info,
                            DU_MSEC));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 3600u + 2 * (240 + 12));
     EXPECT_EQ(be32(b, 3600 + 36), -120);  // floor(380.5 - 500)
     EXPECT_EQ(be32(b, 3600 + 252 + 36), 120);
@@ -122,7 +122,7 @@ TEST_F(Writers, SegySignedOffsetAndGeometryFromInfo)
     CSdsPC::USE_NEGATIVE_SRC_RCV_DIST = false;
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(-7, 0, 7, 4), CSizeN(2, 3), 0, 0, false, info,
                            DU_MSEC));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(be32(b, 3600 + 36), 120);  // the unsigned distance
 }
 
@@ -132,7 +132,7 @@ TEST_F(Writers, SegyWithoutDataAlongYAndRotated)
     const std::string name = P("z.sgy");
     ASSERT_TRUE(obj.OnSave(name.c_str(), nullptr, CRectR(100, 0, 100, 10), CSizeN(1, 6), 0, 0, true, nullptr,
                            DU_M));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 3600u + 240 + 24);
     EXPECT_EQ(be32(b, 3600 + 72), 0);
     EXPECT_EQ(be32(b, 3600 + 76), 100);  // a single trace stands at x0, along Y
@@ -148,7 +148,7 @@ TEST_F(Writers, SegyWithoutDataAlongYAndRotated)
     CSdsPC::rYx0 = 2010;  // X axis along +Y: c = 0, s = 1
     ASSERT_TRUE(obj.OnSave(name.c_str(), nullptr, CRectR(100, 0, 200, 10), CSizeN(2, 6), 0, 0, false, nullptr,
                            DU_MSEC));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(be32(b, 3600 + 72), 1000);
     EXPECT_EQ(be32(b, 3600 + 76), 2100);
     EXPECT_EQ(be32(b, 3600 + 264 + 72), 1000);
@@ -157,7 +157,7 @@ TEST_F(Writers, SegyWithoutDataAlongYAndRotated)
     CSdsPC::rYx0 = 2000.0001;  // too short an axis: no rotation
     ASSERT_TRUE(obj.OnSave(name.c_str(), nullptr, CRectR(100, 0, 200, 10), CSizeN(2, 6), 0, 0, false, nullptr,
                            DU_MSEC));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(be32(b, 3600 + 72), 100);
 }
 
@@ -168,7 +168,7 @@ TEST_F(Writers, SdsTracesAsRawFloats)
     const std::string name = P("s.rec");
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(0, 0, 25, 6), CSizeN(2, 4), 0, 0, false, nullptr,
                            DU_MSEC));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 2u * (80 + 16));
     for (int k = 0; k < 2; k++) {
         const size_t t = (size_t)k * 96;
@@ -191,7 +191,7 @@ TEST_F(Writers, SdsAxisThatIsNotWholeStaysInsideTheBuffer)
     const std::string a = P("a.rec");
     ASSERT_TRUE(obj.OnSave(a.c_str(), data.data(), CRectR(0, 0, 1, 4.2), CSizeN(2, 4), 0, 0, false, nullptr,
                            DU_MSEC));
-    auto b = ReadAll(a);
+    auto b = ReadBytes(a);
     ASSERT_EQ(b.size(), 2u * (80 + 20));
     EXPECT_EQ(lef32(b, 80 + 12), 4.0f);
     EXPECT_EQ(lef32(b, 80 + 16), 0.0f);
@@ -199,7 +199,7 @@ TEST_F(Writers, SdsAxisThatIsNotWholeStaysInsideTheBuffer)
     const std::string c = P("c.rec");
     ASSERT_TRUE(obj.OnSave(c.c_str(), data.data(), CRectR(0, 0, 1, 4.8), CSizeN(2, 4), 0, 0, false, nullptr,
                            DU_MSEC));
-    b = ReadAll(c);
+    b = ReadBytes(c);
     ASSERT_EQ(b.size(), 2u * (80 + 12));
     EXPECT_EQ(lef32(b, 80 + 8), 3.0f);
 }
@@ -226,7 +226,7 @@ TEST_F(Writers, RefusalsAndTheirOrder)
             << c.name;
         const std::string out = testing::internal::GetCapturedStdout();
         EXPECT_NE(out.find(c.message), std::string::npos) << c.name << ": " << out;
-        EXPECT_FALSE(Exists(P(c.name))) << c.name;
+        EXPECT_FALSE(FileExists(P(c.name))) << c.name;
     }
     testing::internal::CaptureStdout();
     EXPECT_FALSE(obj.OnSave(P("nodir/z.sgy").c_str(), data.data(), CRectR(0, 0, 1, 1), CSizeN(2, 5), 0, 0,
@@ -240,7 +240,7 @@ TEST_F(Writers, RefusalsAndTheirOrder)
     // VMG needs samples.
     EXPECT_FALSE(obj.OnSave(P("v.vmg").c_str(), nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 5), 0, 0, false,
                             nullptr, DU_MSEC));
-    EXPECT_FALSE(Exists(P("v.vmg")));
+    EXPECT_FALSE(FileExists(P("v.vmg")));
 }
 
 TEST_F(Writers, VmgGatherFrame)
@@ -252,7 +252,7 @@ TEST_F(Writers, VmgGatherFrame)
     const std::string name = P("g.vmg");
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(10, 0, 30, 1000), CSizeN(3, 3), 0, 0, false, info,
                            DU_SAME));  // m_DataUnit is msec after construction
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 9 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
     EXPECT_EQ(std::string((char*)&b[20], 5), "Model");
@@ -286,7 +286,7 @@ TEST_F(Writers, VmgGatherFrame)
     // Depth data: metres stay, and the frame is a model; one trace: step 1.
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(10, 0, 10, 1000), CSizeN(1, 9), 0, 0, false,
                            nullptr, DU_M));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(lef32(b, 140), 1.0f);
     EXPECT_EQ(lef32(b, 152), 1000.0f);
     EXPECT_EQ(lef32(b, 144), 0.0f);
@@ -312,7 +312,7 @@ TEST_F(Writers, ModelTablesFillTheMissingPlanes)
     const std::string name = P("m.vmg");
     ASSERT_TRUE(obj.OnSaveModel(name.c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 900, 2000), CSizeN(n, 2),
                                 nullptr, letters, DU_MSEC, nullptr));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 3 * 2 * n * 4);
     EXPECT_EQ(le32(b, 244), 3);
     EXPECT_EQ(std::string((char*)&b[252], 3), "PQR");
@@ -336,21 +336,21 @@ TEST_F(Writers, ModelComponentCounts)
     // Only p0, no letters: one component "P".
     ASSERT_TRUE(obj.OnSaveModel(name.c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 2),
                                 nullptr, nullptr, DU_MSEC, nullptr));
-    auto b = ReadAll(name);
+    auto b = ReadBytes(name);
     EXPECT_EQ(le32(b, 244), 1);
     EXPECT_EQ(b[252], 'P');
     EXPECT_EQ(b.size(), 296u + 4 * 4);
     // p0 and p1: "PQ", the second plane as given.
     ASSERT_TRUE(obj.OnSaveModel(name.c_str(), p0.data(), p1.data(), nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 2),
                                 nullptr, nullptr, DU_MSEC, nullptr));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(le32(b, 244), 2);
     EXPECT_EQ(std::string((char*)&b[252], 2), "PQ");
     EXPECT_EQ(lef32(b, 296 + 4), 11.0f);
     // p3 as well: four components, R from the table.
     ASSERT_TRUE(obj.OnSaveModel(name.c_str(), p0.data(), p1.data(), nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 2),
                                 nullptr, nullptr, DU_MSEC, p3.data()));
-    b = ReadAll(name);
+    b = ReadBytes(name);
     EXPECT_EQ(le32(b, 244), 4);
     EXPECT_EQ(std::string((char*)&b[252], 4), "PQRS");
     EXPECT_EQ(lef32(b, 296 + 8), 900.0f);
@@ -359,10 +359,10 @@ TEST_F(Writers, ModelComponentCounts)
     // Names: ".segy" and no extension are VMG; another three-letter one is refused.
     ASSERT_TRUE(obj.OnSaveModel(P("m.segy").c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 1, 1),
                                 CSizeN(2, 2), nullptr, nullptr, DU_MSEC, nullptr));
-    EXPECT_EQ(std::string((char*)ReadAll(P("m.segy")).data(), 19), "Binary. FD-Grid ___");
+    EXPECT_EQ(std::string((char*)ReadBytes(P("m.segy")).data(), 19), "Binary. FD-Grid ___");
     ASSERT_TRUE(obj.OnSaveModel(P("plain").c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 1, 1),
                                 CSizeN(2, 2), nullptr, nullptr, DU_MSEC, nullptr));
-    EXPECT_TRUE(Exists(P("plain")));
+    EXPECT_TRUE(FileExists(P("plain")));
     EXPECT_FALSE(obj.OnSaveModel(P("m.abc").c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 1, 1),
                                  CSizeN(2, 2), nullptr, nullptr, DU_MSEC, nullptr));
     EXPECT_FALSE(obj.OnSaveModel(name.c_str(), nullptr, nullptr, nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 2),
@@ -379,20 +379,20 @@ TEST_F(Writers, ModelInSegyOneFilePerPlane)
     ASSERT_TRUE(obj.OnSaveModel(P("model.sgy").c_str(), p0.data(), nullptr, nullptr, CRectR(0, 0, 1, 1),
                                 CSizeN(2, 2), nullptr, nullptr, DU_M, nullptr));
     EXPECT_EQ(CSdsPC::COMPONENT_SAVE, 1);  // stays and marks later files
-    EXPECT_EQ(be16(ReadAll(P("model.sgy")), 3590), 1);
-    EXPECT_EQ(be16(ReadAll(P("model.sgy")), 3596), 1);  // msec, whatever the unit argument
+    EXPECT_EQ(be16(ReadBytes(P("model.sgy")), 3590), 1);
+    EXPECT_EQ(be16(ReadBytes(P("model.sgy")), 3596), 1);  // msec, whatever the unit argument
 
     char letters[] = "PZX";
     ASSERT_TRUE(obj.OnSaveModel(P("model.sgy").c_str(), p0.data(), p1.data(), p2.data(), CRectR(0, 0, 1, 1),
                                 CSizeN(2, 2), nullptr, letters, DU_MSEC, nullptr));
-    EXPECT_EQ(be16(ReadAll(P("model_Z.SGY")), 3590), 4);
-    EXPECT_EQ(be16(ReadAll(P("model_X.SGY")), 3590), 5);
-    EXPECT_EQ(beu32(ReadAll(P("model_Z.SGY")), 3600 + 240), 0x41200000u);  // 2.0
+    EXPECT_EQ(be16(ReadBytes(P("model_Z.SGY")), 3590), 4);
+    EXPECT_EQ(be16(ReadBytes(P("model_X.SGY")), 3590), 5);
+    EXPECT_EQ(beu32(ReadBytes(P("model_Z.SGY")), 3600 + 240), 0x41200000u);  // 2.0
     EXPECT_EQ(CSdsPC::COMPONENT_SAVE, 5);
 
     ASSERT_TRUE(obj.OnSaveModel(P("model.rec").c_str(), p0.data(), p1.data(), nullptr, CRectR(0, 0, 1, 1),
                                 CSizeN(2, 2), nullptr, nullptr, DU_MSEC, nullptr));
-    EXPECT_TRUE(Exists(P("model_Q.REC")));
+    EXPECT_TRUE(FileExists(P("model_Q.REC")));
 
     // A name too long to derive from fails cleanly.
     std::string longName = P("") + std::string(300, 'n') + ".sgy";
