@@ -6,41 +6,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <memory>
 #include <string>
-#include <unistd.h>
 
 class RunTempDir : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof(cwd)), nullptr);
-        m_oldDir = cwd;
-        char tmpl[] = "/tmp/ondex_run_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        m_dir = tmpl;
-        ASSERT_EQ(chdir(m_dir.c_str()), 0);
+        m_tmp.reset(new testutil::TempDir(true, "ondex_run"));
+        ASSERT_TRUE(m_tmp->ok());
     }
-
-    void TearDown() override
-    {
-        if (!m_oldDir.empty())
-            (void)!chdir(m_oldDir.c_str());
-        if (!m_dir.empty())
-        {
-            std::string cmd = "rm -rf '" + m_dir + "'";
-            (void)!system(cmd.c_str());
-        }
-    }
+    void TearDown() override { m_tmp.reset(); }
 
     static void WriteFile(const char* name, const std::string& text)
     {
-        FILE* f = fopen(name, "wb");
-        ASSERT_NE(f, nullptr);
-        fwrite(text.data(), 1, text.size(), f);
-        fclose(f);
+        ASSERT_TRUE(testutil::WriteFile(name, text)) << name;
     }
 
     static std::string ReadFile(const char* name) { return testutil::ReadFile(name); }
@@ -58,6 +39,5 @@ protected:
         return n;
     }
 
-    std::string m_oldDir;
-    std::string m_dir;
+    std::unique_ptr<testutil::TempDir> m_tmp;
 };

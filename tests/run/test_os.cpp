@@ -75,26 +75,6 @@ TEST(Os, VersionText)
     }
 }
 
-TEST(Os, MachineQueries)
-{
-    EXPECT_EQ(os::isApp64(), 1);
-    EXPECT_GE(os::GetCPUCount(), 1);
-}
-
-TEST(JobObject, InitialValues)
-{
-    std::unique_ptr<COndexApp> app(new COndexApp());
-    EXPECT_EQ(app->m_Type, 101);
-    EXPECT_EQ(app->m_pCalc3D, nullptr);
-    EXPECT_EQ(app->m_pCalc1D, nullptr);
-    EXPECT_EQ(app->m_nSmoothModel, 2);
-    EXPECT_TRUE(app->m_bMerge);
-    EXPECT_FALSE(app->m_bMergeTask);
-    EXPECT_FALSE(app->m_bUseCUDA);
-    EXPECT_EQ(app->m_nCPUCount, os::GetCPUCount());
-    EXPECT_EQ(g_die, 1);
-}
-
 TEST(JobObject, BigSeismogramName)
 {
     std::unique_ptr<COndexApp> app(new COndexApp());
