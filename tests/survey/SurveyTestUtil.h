@@ -6,11 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <memory>
 #include <string>
-#include <unistd.h>
-#include <dirent.h>
-#include <sys/stat.h>
+
+#include "common/TestUtil.h"
 
 #include "survey/Survey3D.h"
 
@@ -19,14 +18,9 @@ class SurveyTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        char tmpl[] = "/tmp/ondex_survey_XXXXXX";
-        char* dir = mkdtemp(tmpl);
-        ASSERT_NE(dir, nullptr);
-        m_dir = dir;
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof(cwd)), nullptr);
-        m_oldCwd = cwd;
-        ASSERT_EQ(chdir(m_dir.c_str()), 0);
+        m_tmp.reset(new testutil::TempDir(true, "ondex_survey"));
+        ASSERT_TRUE(m_tmp->ok());
+        m_dir = m_tmp->path();
         m_savedMinDist = CSurvey3D::MIN_DIST;
         CSurvey3D::MIN_DIST = 0.001;
     }
@@ -34,33 +28,13 @@ protected:
     void TearDown() override
     {
         CSurvey3D::MIN_DIST = m_savedMinDist;
-        if (!m_oldCwd.empty())
-            (void)!chdir(m_oldCwd.c_str());
-        if (m_dir.empty())
-            return;
-        if (DIR* d = opendir(m_dir.c_str()))
-        {
-            while (dirent* e = readdir(d))
-            {
-                std::string name = e->d_name;
-                if (name != "." && name != "..")
-                    unlink((m_dir + "/" + name).c_str());
-            }
-            closedir(d);
-        }
-        rmdir(m_dir.c_str());
+        m_tmp.reset();
     }
 
     std::string WriteFile(const std::string& name, const std::string& text)
     {
-        std::string path = m_dir + "/" + name;
-        FILE* f = fopen(path.c_str(), "wb");
-        EXPECT_NE(f, nullptr);
-        if (f)
-        {
-            fwrite(text.data(), 1, text.size(), f);
-            fclose(f);
-        }
+        const std::string path = m_dir + "/" + name;
+        EXPECT_TRUE(testutil::WriteFile(path, text)) << path;
         return path;
     }
 
@@ -72,8 +46,8 @@ protected:
         return text.find(part) != std::string::npos;
     }
 
+    std::unique_ptr<testutil::TempDir> m_tmp;
     std::string m_dir;
-    std::string m_oldCwd;
     double m_savedMinDist = 0.001;
 };
 
