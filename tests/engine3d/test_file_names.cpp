@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "FakeEngine.h"
+#include "common/TestUtil.h"
 
 namespace
 {
@@ -74,9 +75,9 @@ TEST(FileName, Examples)
 // Recovery: a shot is passed over only when all four gather files exist.
 TEST(IsCalcNeeded, Recovery)
 {
-    char tmpl[] = "/tmp/ondex_engine_XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(tmpl));
-    std::string dir = std::string(tmpl) + "/";
+    testutil::TempDir tmp;
+    ASSERT_TRUE(tmp.ok());
+    const std::string dir = tmp.path() + "/";
 
     Named n(102, dir.c_str(), "salt.mod", 3);
     n.eng->m_nShot = 5;
@@ -93,23 +94,13 @@ TEST(IsCalcNeeded, Recovery)
     for (int i = 0; i < 4; i++)
         names[i] = dir + "salt+Gath3DEPZ" + comps[i] + "-12.sgy";
     for (int i = 0; i < 3; i++)
-    {
-        FILE* f = fopen(names[i].c_str(), "wb");
-        ASSERT_NE(nullptr, f);
-        fclose(f);
-    }
+        ASSERT_TRUE(testutil::WriteFile(names[i], ""));
     EXPECT_TRUE(n.eng->IsCalcNeeded(12));   // three of four: computed again
-    FILE* f = fopen(names[3].c_str(), "wb");
-    ASSERT_NE(nullptr, f);
-    fclose(f);
+    ASSERT_TRUE(testutil::WriteFile(names[3], ""));
     EXPECT_FALSE(n.eng->IsCalcNeeded(12));
     EXPECT_TRUE(n.eng->IsCalcNeeded(13));   // another shot has no files
 
     // Any one missing is enough, the first one included.
     remove(names[0].c_str());
     EXPECT_TRUE(n.eng->IsCalcNeeded(12));
-
-    for (int i = 1; i < 4; i++)
-        remove(names[i].c_str());
-    rmdir(tmpl);
 }

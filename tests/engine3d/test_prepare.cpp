@@ -167,30 +167,6 @@ TEST(PrepareSource, FlagFollowsTheSurfaceType)
     EXPECT_EQ(f.eng->m_vSources[0].nFlag, 1);
 }
 
-TEST(PrepareSource, SkipAndFailureCodes)
-{
-    struct
-    {
-        int nShot;
-        bool bQuiet;
-        int nExpected;
-    } cases[] = {
-        {0, false, -102},   // below the range
-        {7, false, -102},   // above it
-        {2, false, -31},    // source outside the model: skipped
-        {2, true, -31},
-        {3, false, -32},    // receivers all outside
-        {4, false, 0},      // half a step over the high edge
-        {5, false, -31},
-    };
-    for (const auto& c : cases)
-    {
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_TRUE(f.loaded);
-        EXPECT_EQ(f.eng->PrepareSource(c.nShot, f.survey, c.bQuiet), c.nExpected) << "shot " << c.nShot;
-    }
-}
-
 // Every refusal of a shot names its reason in the system's own words.
 TEST(PrepareSource, FailuresSayWhy)
 {
@@ -204,8 +180,10 @@ TEST(PrepareSource, FailuresSayWhy)
         int nExpected;
         std::vector<std::string> vWords;
     } cases[] = {
-        {"shot number", g_szSurveyByPosition, 9, [](PrepareFixture&) {}, -102,
+        {"shot number above", g_szSurveyByPosition, 9, [](PrepareFixture&) {}, -102,
          {"Error! Unable to initialize Shot #9. Shots are in range 1..6.\n"}},
+        {"shot number below", g_szSurveyByPosition, 0, [](PrepareFixture&) {}, -102,
+         {"Error! Unable to initialize Shot #0. Shots are in range 1..6.\n"}},
         {"grid step", g_szSurveyByPosition, 1, [](PrepareFixture& f) { f.eng->m_dx = 0.0; }, -100,
          {"Error! Incorrect spacial steps dx=dy=dz=0 specified!\n"}},
         {"time step", g_szSurveyByPosition, 1, [](PrepareFixture& f) { f.eng->m_dt = -0.001; }, -101,
@@ -224,6 +202,8 @@ TEST(PrepareSource, FailuresSayWhy)
         {"source outside", g_szSurveyByPosition, 2, [](PrepareFixture&) {}, -31,
          {"Warning! Shot #2 (5000,500,0) is outside computation zone [0..1000,0..1000,0..500].\n",
           "Shot Point #2 skipped.\n"}},
+        {"source one and a half steps beyond", g_szSurveyByPosition, 5, [](PrepareFixture&) {}, -31,
+         {"Warning! Shot #5 (1015,500,0) is outside computation zone [0..1000,0..1000,0..500].\n"}},
         {"no receiver inside", g_szSurveyByPosition, 3, [](PrepareFixture&) {}, -32,
          {"Error! Shot #3 (500,100,0) no receivers in the computation zone [0..1000,0..1000,0..500]. "
           "Receivers zone: [-900..3000,100..3000,0..0].\n"}},

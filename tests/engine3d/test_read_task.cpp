@@ -45,27 +45,6 @@ struct Engine3D
 
 } // namespace
 
-TEST(ReadTask3D, ConstructorValues)
-{
-    Engine3D e(101);
-    CCalc3D& c = *e.eng;
-    EXPECT_EQ(38, c.m_nTaper);
-    EXPECT_EQ(21, c.m_nPML);
-    EXPECT_EQ(2, c.m_nHalo);
-    EXPECT_TRUE(c.m_bSuppressSV);
-    EXPECT_TRUE(c.m_bPML);
-    EXPECT_TRUE(c.m_bTimeMerge);
-    EXPECT_DOUBLE_EQ(0.1, c.m_dSnapDt);
-    EXPECT_DOUBLE_EQ(20.0, c.m_Signal.m_dFreq);
-    EXPECT_EQ(1.0f, c.m_fSWave);
-    EXPECT_TRUE(c.m_cubeModel.IsEmpty());
-    EXPECT_EQ(-9999.25, c.m_ptShot.x);
-    EXPECT_EQ(nullptr, c.m_pVp);
-    EXPECT_EQ(nullptr, c.m_pPmlAZMHi);
-    EXPECT_EQ(e.app.get(), c.m_pApp);
-    EXPECT_EQ(e.app.get(), c.m_Signal.m_pApp);
-}
-
 // Absorbing strip, PML slab and stencil half-width by method and PML.
 TEST(ReadTask3D, StripWidthsByMethodAndPml)
 {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "OmpTestGrid.h"
+#include "common/TestUtil.h"
 #include "engine3d/common.h"
 
 namespace
@@ -423,26 +424,9 @@ TEST(OmpSource, BadStepOrCellIsRefused)
 // ---------------------------------------------------------------- seismogram
 
 // A fresh working directory for the big seismogram file, left on exit.
-struct TempCwd
+struct TempCwd : testutil::TempDir
 {
-    std::string strOld, strDir;
-    TempCwd()
-    {
-        char cwd[4096];
-        if (getcwd(cwd, sizeof(cwd)))
-            strOld = cwd;
-        char tmpl[] = "/tmp/ondex_seis_XXXXXX";
-        strDir = mkdtemp(tmpl);
-        EXPECT_EQ(0, chdir(strDir.c_str()));
-    }
-    ~TempCwd()
-    {
-        if (chdir(strOld.c_str()) != 0)
-            perror("chdir");
-        std::string cmd = "rm -rf '" + strDir + "'";
-        if (system(cmd.c_str()) != 0)
-            perror("rm");
-    }
+    TempCwd() : TempDir(true, "ondex_seis") { EXPECT_TRUE(ok()); }
 };
 
 // Receiver r at step t sees Ux = r + 10 t, Uy = -that, Uz = 2*that,
