@@ -20,6 +20,13 @@ using testutil::ReadBytes;
 using testutil::TempDir;
 using testutil::WriteBytes;
 
+// Writes the bytes, then opens them as the object's file.
+template <class Obj>
+bool WriteAndOpen(Obj& f, const std::string& path, const std::vector<unsigned char>& b)
+{
+    return WriteBytes(path, b) && f.OnOpen(path.c_str());
+}
+
 // ---- byte stores -------------------------------------------------------------
 
 inline void Put16(std::vector<unsigned char>& b, size_t off, int v, bool be)

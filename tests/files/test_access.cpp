@@ -52,9 +52,8 @@ TEST(SdsPCAccess, IbmDecoding)
     };
     std::vector<uint32_t> words;
     for (auto& c : cases) words.push_back(c.word);
-    ASSERT_TRUE(WriteBytes(d / "ibm.sgy", RawWordsSgy(1, words)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "ibm.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "ibm.sgy", RawWordsSgy(1, words)));
     std::vector<float> buf(words.size());
     ASSERT_TRUE(f.GetTrace(1, buf.data(), (int)buf.size()));
     for (size_t i = 0; i < words.size(); i++) EXPECT_EQ(buf[i], cases[i].value) << std::hex << cases[i].word;
@@ -64,17 +63,15 @@ TEST(SdsPCAccess, IeeeAndKrutojFormats)
 {
     TempDir d;
     std::vector<uint32_t> w = {Bits(1.0f), Bits(2.0f), Bits(0.5f), Bits(-0.25f), 0x7FC00000u, 0x7F800000u};
-    ASSERT_TRUE(WriteBytes(d / "ieee.sgy", RawWordsSgy(5, w)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "ieee.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "ieee.sgy", RawWordsSgy(5, w)));
     std::vector<float> buf(6);
     ASSERT_TRUE(f.GetTrace(0, buf.data(), 6));
     const float expect[] = {1.0f, 2.0f, 0.5f, -0.25f, 0.0f, 0.0f};  // NaN and infinity read as 0
     for (int i = 0; i < 6; i++) EXPECT_EQ(buf[i], expect[i]) << i;
 
-    ASSERT_TRUE(WriteBytes(d / "k4.sgy", RawWordsSgy(4, {1, 2, 3, 4})));
     CSdsPC g;
-    ASSERT_TRUE(g.OnOpen((d / "k4.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(g, d / "k4.sgy", RawWordsSgy(4, {1, 2, 3, 4})));
     std::vector<float> z(4, 9.0f);
     ASSERT_TRUE(g.GetTrace(1, z.data(), 4));
     for (float v : z) EXPECT_EQ(v, 0.0f);
@@ -84,9 +81,8 @@ TEST(SdsPCAccess, HostFloatNanBecomesZero)
 {
     TempDir d;
     RawSgy s = LineSgy(2, 4, 6, false, [](int, int i) { return i == 2 ? NAN : (double)i; });
-    ASSERT_TRUE(WriteBytes(d / "pc.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "pc.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "pc.sgy", BuildSgy(s)));
     std::vector<float> buf(4);
     ASSERT_TRUE(f.GetTrace(0, buf.data(), 4));
     EXPECT_EQ(buf[1], 1.0f);
@@ -99,9 +95,8 @@ TEST(SdsPCAccess, PaddingAndShortReads)
     TempDir d;
     RawSgy s = LineSgy(3, 6, 3, true, [](int, int i) { return (double)(i + 1); });
     s.traces[0].samples = {42.0f};  // one sample in the first trace
-    ASSERT_TRUE(WriteBytes(d / "pad.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "pad.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "pad.sgy", BuildSgy(s)));
     ASSERT_EQ(f.m_nTraceCount, 3);
     std::vector<float> buf(10, -1.0f);
     ASSERT_TRUE(f.GetTrace(1, buf.data(), 10));
@@ -126,9 +121,8 @@ TEST(SdsPCAccess, ResampleSineFinerAndCoarser)
     TempDir d;
     const double period = 100.0, w = 2 * M_PI / period;
     RawSgy s = LineSgy(2, 251, 5, true, [&](int, int i) { return sin(w * 2.0 * i); });
-    ASSERT_TRUE(WriteBytes(d / "sine.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "sine.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "sine.sgy", BuildSgy(s)));
     ASSERT_DOUBLE_EQ(f.m_traseParam[2], 2.0);
     const double bound = 2.0 * 2.0 / 8.0 * w * w + 1e-6;
 
@@ -154,9 +148,8 @@ TEST(SdsPCAccess, ResampleOutsideAndExact)
 {
     TempDir d;
     RawSgy s = LineSgy(1, 51, 3, true, [](int, int i) { return (double)(10 * i); });  // 0..100 ms
-    ASSERT_TRUE(WriteBytes(d / "ramp.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "ramp.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "ramp.sgy", BuildSgy(s)));
     // Same step, start shifted by half a step: every output is a midpoint.
     double half[3] = {1, 99, 2};
     std::vector<float> out(50);
@@ -188,9 +181,8 @@ TEST(SdsPCAccess, ResampleWithValidityLimit)
     TempDir d;
     RawSgy s = LineSgy(1, 6, 5, true, [](int, int i) { return i == 2 ? 0.5 : 5.0 + i; });
     s.interval = 20000;  // 20 ms: samples at 0, 20, ... 100
-    ASSERT_TRUE(WriteBytes(d / "fmin.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "fmin.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "fmin.sgy", BuildSgy(s)));
     double axis[3] = {0, 100, 10};
     std::vector<float> out(11);
     ASSERT_TRUE(f.GetTrace(0, out.data(), axis, nullptr, 1.0f));

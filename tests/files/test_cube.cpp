@@ -149,9 +149,8 @@ TEST(SdsPCCube, ValidityLimitMakesZeros)
     t.recX = t.srcX = 10;
     t.samples[3] = 5;
     s.traces.push_back(t);
-    ASSERT_TRUE(WriteBytes(d / "v.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "v.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "v.sgy", BuildSgy(s)));
     std::vector<float> c(kSize.nx * kSize.ny * kSize.nz);
     ASSERT_TRUE(f.Get3D_buf(kSize, kCube, c.data(), nullptr, 0, 1.0f));
     EXPECT_EQ(At(c, kSize, 0, 0, 3), 0.0f);   // invalid sample

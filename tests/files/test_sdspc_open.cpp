@@ -82,9 +82,8 @@ TEST(SdsPCOpen, ElevationsAndScalers)
     s.traces[1].coorScaler = 10;  // a positive scaler multiplies
     s.traces[1].recX = 30;
     s.traces[1].srcY = 45;
-    ASSERT_TRUE(WriteBytes(d / "elev.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "elev.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "elev.sgy", BuildSgy(s)));
     EXPECT_FLOAT_EQ(f.m_pSR[0].fRecZ, -25.5f);
     EXPECT_FLOAT_EQ(f.m_pSR[0].fSrcZ, 10.0f);
     EXPECT_FLOAT_EQ(f.m_pSR[1].fRecX, 300.0f);
@@ -104,9 +103,8 @@ TEST(SdsPCOpen, DeadTracesAreLeftOut)
     RawSgy s = LineSgy(6, 5, 3, true, [](int k, int) { return (double)k; });
     s.traces[1].traceId = 2;
     s.traces[4].traceId = 2;
-    ASSERT_TRUE(WriteBytes(d / "dead.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "dead.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "dead.sgy", BuildSgy(s)));
     ASSERT_EQ(f.m_nTraceCount, 4);
     const int live[] = {0, 2, 3, 5};
     std::vector<float> buf(5);
@@ -123,9 +121,8 @@ TEST(SdsPCOpen, CutInsideATraceKeepsTheCompleteOnes)
     auto b = BuildSgy(s);
     for (size_t cut : {(size_t)(3600 + 3 * 340 + 100), (size_t)(3600 + 3 * 340 + 250)}) {
         std::vector<unsigned char> c(b.begin(), b.begin() + cut);
-        ASSERT_TRUE(WriteBytes(d / "cut.sgy", c));
         CSdsPC f;
-        ASSERT_TRUE(f.OnOpen((d / "cut.sgy").c_str()));
+        ASSERT_TRUE(WriteAndOpen(f, d / "cut.sgy", c));
         EXPECT_EQ(f.m_nTraceCount, 3) << cut;
     }
 }
@@ -136,9 +133,8 @@ TEST(SdsPCOpen, TracesOfDifferentLengthWalkByTheirOwn)
     RawSgy s = LineSgy(4, 10, 3, true, [](int k, int i) { return (double)(10 * k + i); });
     s.traces[1].samples.resize(25, 9.0f);  // longer trace in the middle
     s.traces[2].samples.resize(4);
-    ASSERT_TRUE(WriteBytes(d / "var.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "var.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "var.sgy", BuildSgy(s)));
     ASSERT_EQ(f.m_nTraceCount, 4);
     std::vector<float> buf(10);
     ASSERT_TRUE(f.GetTrace(3, buf.data(), 10));
@@ -160,9 +156,8 @@ TEST(SdsPCOpen, VendorPrivateBlock)
     s.privUnit = 2;
     s.privComp = 2;  // 'Q'
     s.privScale = 0.5f;
-    ASSERT_TRUE(WriteBytes(d / "vendor.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "vendor.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "vendor.sgy", BuildSgy(s)));
     EXPECT_EQ(f.m_DataUnit, DU_M);
     EXPECT_EQ(f.m_cComponent, 'Q');
     EXPECT_EQ(f.m_arComponents[0], 'Q');
@@ -178,9 +173,8 @@ TEST(SdsPCOpen, VendorPrivateBlock)
     s.vendor = false;
     auto b = BuildSgy(s);
     Put16(b, 3598, 100, true);
-    ASSERT_TRUE(WriteBytes(d / "plain.sgy", b));
     CSdsPC g;
-    ASSERT_TRUE(g.OnOpen((d / "plain.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(g, d / "plain.sgy", b));
     EXPECT_DOUBLE_EQ(g.m_traseParam[0], 0.0);
     EXPECT_EQ(g.m_DataUnit, DU_MSEC);
     EXPECT_EQ(g.m_cComponent, 0);
@@ -200,9 +194,8 @@ TEST(SdsPCOpen, SampleAxisScaling)
     for (auto& c : cases) {
         RawSgy s = LineSgy(2, c.ns, 3, true, [](int, int) { return 0.0; });
         s.interval = c.interval;
-        ASSERT_TRUE(WriteBytes(d / "axis.sgy", BuildSgy(s)));
         CSdsPC f;
-        ASSERT_TRUE(f.OnOpen((d / "axis.sgy").c_str()));
+        ASSERT_TRUE(WriteAndOpen(f, d / "axis.sgy", BuildSgy(s)));
         EXPECT_NEAR(f.m_traseParam[0], c.start, 1e-9);
         EXPECT_NEAR(f.m_traseParam[1], c.stop, 1e-9);
         EXPECT_NEAR(f.m_traseParam[2], c.step, 1e-12);
@@ -221,9 +214,8 @@ TEST(SdsPCOpen, LineAxisFromCatalogue)
         s.traces[k].recX = xs[k] * 10;
     }
     s.traces[3].recX = 1125;  // 112.5
-    ASSERT_TRUE(WriteBytes(d / "xy.sgy", BuildSgy(s)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "xy.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "xy.sgy", BuildSgy(s)));
     EXPECT_DOUBLE_EQ(f.m_traseXY[0], 100.0);
     EXPECT_DOUBLE_EQ(f.m_traseXY[1], 112.5);
     EXPECT_DOUBLE_EQ(f.m_traseXY[2], 12.5);
@@ -232,9 +224,8 @@ TEST(SdsPCOpen, LineAxisFromCatalogue)
     RawSgy one = LineSgy(1, 5, 3, true, [](int, int) { return 0.0; });
     one.traces[0].srcX = 0;
     one.traces[0].recX = 30;
-    ASSERT_TRUE(WriteBytes(d / "one.sgy", BuildSgy(one)));
     CSdsPC g;
-    ASSERT_TRUE(g.OnOpen((d / "one.sgy").c_str()));
+    ASSERT_TRUE(WriteAndOpen(g, d / "one.sgy", BuildSgy(one)));
     EXPECT_DOUBLE_EQ(g.m_traseXY[2], 30.0);
 }
 
@@ -329,9 +320,8 @@ TEST(SdsPCOpen, SdsVariantZ)
         t.start2 = 12;
         t.last = 1500;
     }
-    ASSERT_TRUE(WriteBytes(d / "vsp.sec", BuildSds(tr)));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "vsp.sec").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "vsp.sec", BuildSds(tr)));
     EXPECT_FLOAT_EQ(f.m_pSR[0].fSrcZ, 12.0f);
     EXPECT_FLOAT_EQ(f.m_pSR[0].fRecZ, 1500.0f);
 }
@@ -344,9 +334,8 @@ TEST(SdsPCOpen, VmgFrames)
     auto b = BuildVmgFrame(3, 5, 0.0f, 20.0f, 0.0f, 0.004f, "XTZY", 2, 0, val, "PQ");
     auto b2 = BuildVmgFrame(2, 5, 100.0f, 110.0f, 0.0f, 0.004f, "XTZY", 2, 1, val, "PQ");
     b.insert(b.end(), b2.begin(), b2.end());
-    ASSERT_TRUE(WriteBytes(d / "snap.vmg", b));
     CSdsPC f;
-    ASSERT_TRUE(f.OnOpen((d / "snap.vmg").c_str()));
+    ASSERT_TRUE(WriteAndOpen(f, d / "snap.vmg", b));
     ASSERT_EQ(f.m_nTraceCount, 5);
     EXPECT_EQ(f.m_DataUnit, DU_MSEC);
     EXPECT_EQ(f.m_nMaxPart, 2);
