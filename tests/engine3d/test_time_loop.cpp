@@ -108,34 +108,33 @@ TEST(TimeLoop, FullBoxLeavesTheHaloOut)
     EXPECT_EQ(20 - 3 - 1, u[0].ix1);
 }
 
-TEST(TimeLoop, EndEqualToStartRunsExactlyOneStep)
+// Step count: trunc((tEnd - tStart) / dt) + 1, the lead-in before 0
+// included; the signal is applied only on steps the run has.
+TEST(TimeLoop, StepCountAndSignalSteps)
 {
-    LoopFixture f(102, 0.3, 0.3, 0.001);
-    f.eng->m_Signal.m_nLen = 100;
-    ASSERT_EQ(0, f.eng->CalculateShared());
-    EXPECT_EQ(1u, f.eng->Calls("ApplySignal").size());
-    EXPECT_EQ(1u, f.eng->Calls("ElaU").size());
-    EXPECT_EQ(1u, f.eng->Calls("ElaTau").size());
-}
-
-TEST(TimeLoop, SignalLongerThanTheRunIsCutOff)
-{
-    LoopFixture f(101, 0.0, 0.5, 0.125);   // 5 steps
-    f.eng->m_Signal.m_nLen = 50;
-    ASSERT_EQ(0, f.eng->CalculateShared());
-    EXPECT_EQ(5u, f.eng->Calls("ApplySignal").size());
-    EXPECT_EQ(5u, f.eng->Calls("AcoTau").size());
-}
-
-// Step count: trunc((tEnd - tStart) / dt) + 1, the lead-in before 0 included.
-TEST(TimeLoop, StepCountCoversTheLeadIn)
-{
-    LoopFixture f(101, -0.25, 1.0, 0.125);   // (1.25 / 0.125) + 1 = 11
-    ASSERT_EQ(0, f.eng->CalculateShared());
-    EXPECT_EQ(11u, f.eng->Calls("AcoU").size());
-    LoopFixture g(101, 0.0, 1.0, 0.3);       // trunc(3.33) + 1 = 4, the last one ends past tEnd
-    ASSERT_EQ(0, g.eng->CalculateShared());
-    EXPECT_EQ(4u, g.eng->Calls("AcoU").size());
+    struct Case
+    {
+        int nType;
+        double tStart, tEnd, dt;
+        int nSignalLen;
+        const char* pszU;
+        size_t nSteps, nSignalSteps;
+    } cases[] = {
+        {102, 0.3, 0.3, 0.001, 100, "ElaU", 1, 1},       // end equal to start: exactly one step
+        {101, 0.0, 0.5, 0.125, 50, "AcoU", 5, 5},        // a signal longer than the run is cut off
+        {101, -0.25, 1.0, 0.125, 0, "AcoU", 11, 0},      // (1.25 / 0.125) + 1
+        {101, 0.0, 1.0, 0.3, 0, "AcoU", 4, 0},           // trunc(3.33) + 1: the last ends past tEnd
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::to_string(c.tStart) + ".." + std::to_string(c.tEnd) + " by " + std::to_string(c.dt));
+        LoopFixture f(c.nType, c.tStart, c.tEnd, c.dt);
+        f.eng->m_Signal.m_nLen = c.nSignalLen;
+        ASSERT_EQ(0, f.eng->CalculateShared());
+        EXPECT_EQ(c.nSteps, f.eng->Calls(c.pszU).size());
+        EXPECT_EQ(c.nSteps, f.eng->Calls(c.nType == 101 ? "AcoTau" : "ElaTau").size());
+        EXPECT_EQ(c.nSignalSteps, f.eng->Calls("ApplySignal").size());
+    }
 }
 
 // A scheme that finds a NaN in its field reports -150: the loop stops at
