@@ -25,6 +25,7 @@ protected:
     }
 
     static std::string ReadFile(const char* name) { return testutil::ReadFile(name); }
+    static bool Exists(const std::string& name) { return testutil::FileExists(name); }
 
     // The log of node 0 in the working directory.
     static std::string Log() { return ReadFile("Ondex-0.log"); }

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "RunTestUtil.h"
@@ -20,12 +19,6 @@ const char kMergeJob[] =
     "[TASK]\ntaskType = merge\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = res\n"
     "Model Name = vp.sgy\n[Survey]\nt0 = 0\nt1 = 0.02\ndt = 0.004\n[Mesh]\ndx = 10\ndt = 0.001\n"
     "[Source]\nFrequency = 20\n";
-
-bool Exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
 
 class Entry : public RunTempDir
 {

@@ -2,7 +2,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "RunTestUtil.h"
@@ -53,12 +52,6 @@ void WriteShotFile(const std::string& name, int shot, int nTraces, const double*
         }
     }
     fclose(f);
-}
-
-bool Exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
 }
 
 class Merge : public RunTempDir

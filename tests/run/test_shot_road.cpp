@@ -1,6 +1,5 @@
 // The single process shot loop of the program, run on a small homogeneous
 // model: skipped shots, a recovery start, and the merge over the job's range.
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <string>
@@ -11,12 +10,6 @@
 namespace
 {
 const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
-
-bool Exists(const std::string& name)
-{
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
-}
 
 // 9 nodes a side, 10 m apart, from 0; shot 2 lies far outside the model.
 const char kSurvey[] =
