@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -68,11 +69,7 @@ struct PmlFixture
         e.m_nPmlCellsX = (size_t)nz * ny * W;
         e.m_nPmlCellsY = (size_t)nz * nx * W;
         e.m_nPmlCellsZ = (size_t)ny * nx * W;
-        float** slots[24] = {&e.m_pPmlBXMLo, &e.m_pPmlBXPHi, &e.m_pPmlAXMLo, &e.m_pPmlAXPHi, &e.m_pPmlBXPLo,
-                             &e.m_pPmlBXMHi, &e.m_pPmlAXPLo, &e.m_pPmlAXMHi, &e.m_pPmlBYMLo, &e.m_pPmlBYPHi,
-                             &e.m_pPmlAYMLo, &e.m_pPmlAYPHi, &e.m_pPmlBYPLo, &e.m_pPmlBYMHi, &e.m_pPmlAYPLo,
-                             &e.m_pPmlAYMHi, &e.m_pPmlBZMLo, &e.m_pPmlBZPHi, &e.m_pPmlAZMLo, &e.m_pPmlAZPHi,
-                             &e.m_pPmlBZPLo, &e.m_pPmlBZMHi, &e.m_pPmlAZPLo, &e.m_pPmlAZMHi};
+        auto slots = Slots();
         arrays.resize(24);
         for (int i = 0; i < 24; i++)
         {
@@ -83,15 +80,17 @@ struct PmlFixture
     }
     ~PmlFixture()
     {
-        CFakeEngine& e = *eng;
-        e.m_pVp = nullptr;
-        float** slots[24] = {&e.m_pPmlBXMLo, &e.m_pPmlBXPHi, &e.m_pPmlAXMLo, &e.m_pPmlAXPHi, &e.m_pPmlBXPLo,
-                             &e.m_pPmlBXMHi, &e.m_pPmlAXPLo, &e.m_pPmlAXMHi, &e.m_pPmlBYMLo, &e.m_pPmlBYPHi,
-                             &e.m_pPmlAYMLo, &e.m_pPmlAYPHi, &e.m_pPmlBYPLo, &e.m_pPmlBYMHi, &e.m_pPmlAYPLo,
-                             &e.m_pPmlAYMHi, &e.m_pPmlBZMLo, &e.m_pPmlBZPHi, &e.m_pPmlAZMLo, &e.m_pPmlAZPHi,
-                             &e.m_pPmlBZPLo, &e.m_pPmlBZMHi, &e.m_pPmlAZPLo, &e.m_pPmlAZMHi};
-        for (float** p : slots)
+        eng->m_pVp = nullptr;
+        for (float** p : Slots())
             *p = nullptr;
+    }
+    std::array<float**, 24> Slots()
+    {
+        CFakeEngine& e = *eng;
+        return {&e.m_pPmlBXMLo, &e.m_pPmlBXPHi, &e.m_pPmlAXMLo, &e.m_pPmlAXPHi, &e.m_pPmlBXPLo, &e.m_pPmlBXMHi,
+                &e.m_pPmlAXPLo, &e.m_pPmlAXMHi, &e.m_pPmlBYMLo, &e.m_pPmlBYPHi, &e.m_pPmlAYMLo, &e.m_pPmlAYPHi,
+                &e.m_pPmlBYPLo, &e.m_pPmlBYMHi, &e.m_pPmlAYPLo, &e.m_pPmlAYMHi, &e.m_pPmlBZMLo, &e.m_pPmlBZPHi,
+                &e.m_pPmlAZMLo, &e.m_pPmlAZPHi, &e.m_pPmlBZPLo, &e.m_pPmlBZMHi, &e.m_pPmlAZPLo, &e.m_pPmlAZMHi};
     }
     float Velocity(int x, int y, int z) const { return 1000.0f + 10.0f * x + 100.0f * y + 1000.0f * z; }
 
