@@ -80,36 +80,39 @@ int u_Print(const char* fmt, ...)
     return n;
 }
 
+// A message in the given terminal colour; the colour is reset after it.
+static int ColouredV(int nAttr, int nFore, const char* fmt, va_list args)
+{
+    textcolor(nAttr, nFore, -1);
+    int n = PrintV(fmt, args);
+    textcolor(0, -1, -1);
+    return n;
+}
+
 int u_Warning(const char* fmt, ...)
 {
-    textcolor(0, 19, -1);
     va_list args;
     va_start(args, fmt);
-    int n = PrintV(fmt, args);
+    int n = ColouredV(0, 19, fmt, args);
     va_end(args);
-    textcolor(0, -1, -1);
     return n;
 }
 
 int u_Error(const char* fmt, ...)
 {
-    textcolor(32, 1, -1);
     va_list args;
     va_start(args, fmt);
-    int n = PrintV(fmt, args);
+    int n = ColouredV(32, 1, fmt, args);
     va_end(args);
-    textcolor(0, -1, -1);
     return n;
 }
 
 int u_Success(const char* fmt, ...)
 {
-    textcolor(64, 2, -1);
     va_list args;
     va_start(args, fmt);
-    int n = PrintV(fmt, args);
+    int n = ColouredV(64, 2, fmt, args);
     va_end(args);
-    textcolor(0, -1, -1);
     return n;
 }
 

@@ -47,6 +47,12 @@ struct PmlSide
     int64_t off;
 };
 
+// The memory-variable update of one slab at slab index k.
+static inline float SlabCpml(float d, const PmlSide& s, int64_t k)
+{
+    return fd::Cpml(d, s.psi[k], s.a[k], s.b[k]);
+}
+
 struct AcoRow
 {
     fd::AcoFields f;
@@ -78,35 +84,17 @@ ONDEX_ROW_CLONES void AcoRunPml(const AcoRow& r, int xa, int xb)
             fd::AcoGradP(f, i, dx, dy, dz);
         // Slab order: z low, z high, y low, y high, x low, x high.
         if (M & F_ZLO)
-        {
-            const int64_t k = zlo.off + x;
-            dz = fd::Cpml(dz, zlo.psi[k], zlo.a[k], zlo.b[k]);
-        }
+            dz = SlabCpml(dz, zlo, zlo.off + x);
         if (M & F_ZHI)
-        {
-            const int64_t k = zhi.off + x;
-            dz = fd::Cpml(dz, zhi.psi[k], zhi.a[k], zhi.b[k]);
-        }
+            dz = SlabCpml(dz, zhi, zhi.off + x);
         if (M & F_YLO)
-        {
-            const int64_t k = ylo.off + x;
-            dy = fd::Cpml(dy, ylo.psi[k], ylo.a[k], ylo.b[k]);
-        }
+            dy = SlabCpml(dy, ylo, ylo.off + x);
         if (M & F_YHI)
-        {
-            const int64_t k = yhi.off + x;
-            dy = fd::Cpml(dy, yhi.psi[k], yhi.a[k], yhi.b[k]);
-        }
+            dy = SlabCpml(dy, yhi, yhi.off + x);
         if (M & F_XLO)
-        {
-            const int64_t k = xlo.off + x;
-            dx = fd::Cpml(dx, xlo.psi[k], xlo.a[k], xlo.b[k]);
-        }
+            dx = SlabCpml(dx, xlo, xlo.off + x);
         if (M & F_XHI)
-        {
-            const int64_t k = xhi.off - x;
-            dx = fd::Cpml(dx, xhi.psi[k], xhi.a[k], xhi.b[k]);
-        }
+            dx = SlabCpml(dx, xhi, xhi.off - x);
         if (bTau)
             fd::AcoUpdateP(f, i, dx, dy, dz);
         else
