@@ -5,6 +5,8 @@
 
 #include "cpu/Calc3D_OMP.h"
 
+#include <algorithm>
+
 #include "base/Output.h"
 
 // Reports an operation that this build lacks, once per operation and process
@@ -74,4 +76,44 @@ int CCalc3D_OMP::PropagateAniWaveTau(int, int, int, int, int, int)
 {
     OMP_MISSING("The general anisotropic scheme (PropagateAniWaveTau)");
     return -1;
+}
+
+fd::SlabGeom CCalc3D_OMP::SlabGeometry() const
+{
+    fd::SlabGeom g;
+    g.nx = m_nx;
+    g.ny = m_ny;
+    g.W = m_bPML ? m_nPML : 0;
+    g.h = m_nHalo;
+    g.nZ0 = m_nZ0;
+    g.nZAll = m_nZAll;
+    return g;
+}
+
+bool CCalc3D_OMP::GetPmlProfiles(fd::PmlProfiles& p) const
+{
+    // Per axis the object's order: B M Lo, B P Hi, A M Lo, A P Hi, B P Lo,
+    // B M Hi, A P Lo, A M Hi.
+    const float* const byAxis[3][8] = {
+        {m_pPmlBXMLo, m_pPmlBXPHi, m_pPmlAXMLo, m_pPmlAXPHi, m_pPmlBXPLo, m_pPmlBXMHi, m_pPmlAXPLo, m_pPmlAXMHi},
+        {m_pPmlBYMLo, m_pPmlBYPHi, m_pPmlAYMLo, m_pPmlAYPHi, m_pPmlBYPLo, m_pPmlBYMHi, m_pPmlAYPLo, m_pPmlAYMHi},
+        {m_pPmlBZMLo, m_pPmlBZPHi, m_pPmlAZMLo, m_pPmlAZPHi, m_pPmlBZPLo, m_pPmlBZMHi, m_pPmlAZPLo, m_pPmlAZMHi}};
+    bool bAll = m_nPML > 0;
+    for (int axis = 0; axis < 3; axis++)
+    {
+        const float* const* q = byAxis[axis];
+        p.b[axis][fd::kMinus][fd::kLo] = q[0];
+        p.b[axis][fd::kPlus][fd::kHi] = q[1];
+        p.a[axis][fd::kMinus][fd::kLo] = q[2];
+        p.a[axis][fd::kPlus][fd::kHi] = q[3];
+        p.b[axis][fd::kPlus][fd::kLo] = q[4];
+        p.b[axis][fd::kMinus][fd::kHi] = q[5];
+        p.a[axis][fd::kPlus][fd::kLo] = q[6];
+        p.a[axis][fd::kMinus][fd::kHi] = q[7];
+        for (int k = 0; k < 8; k++)
+            bAll = bAll && q[k] != nullptr;
+    }
+    const size_t nx = (size_t)std::max(0, m_nx), ny = (size_t)std::max(0, m_ny), nz = (size_t)std::max(0, m_nz);
+    const size_t W = (size_t)std::max(0, m_nPML);
+    return bAll && m_nPmlCellsX == nz * ny * W && m_nPmlCellsY == nz * nx * W && m_nPmlCellsZ == ny * nx * W;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "cpu/PmlScheme.h"
 #include "engine3d/Calc3D.h"
 
 class CCalc3D_OMP : public CCalc3D
@@ -100,6 +101,12 @@ public:
     float** PsiArray(int n, int* pAxis);
     static const int PSI_NAMED = 36;
     static const int PSI_ACOUSTIC = 12;
+
+    // The grid as the slab and sponge arithmetic of every scheme sees it.
+    fd::SlabGeom SlabGeometry() const;
+    // The 24 profiles by axis, stencil and side; false (with the table still
+    // filled) when one is missing or the slab sizes do not fit the grid.
+    bool GetPmlProfiles(fd::PmlProfiles& prof) const;
 
 private:
     // Grid sizes of this shot, in cells.

@@ -1,12 +1,17 @@
 #pragma once
 // Per-cell arithmetic of the staggered-grid schemes, written once for the CPU
 // loops and the device kernels. Everything is single precision and in a fixed
-// order of operations, so that any loop arrangement that calls these
-// functions cell by cell gives the same bits.
+// order of operations, and the build forbids multiply-add contraction
+// (-ffp-contract=off, nvcc --fmad=false), so that any loop arrangement that
+// calls these functions cell by cell gives the same bits, on any processor.
+//
+// This header holds the operators, the PML recursion and the sponge; the
+// slab geometry is in PmlScheme.h, each physics adds its own *Scheme.h.
 //
 // Grids are flat float arrays, x fastest: index x + nx*y + nx*ny*z.
 
 #include <cstdint>
+#include <cstring>
 
 #ifdef __CUDACC__
 #define ONDEX_HD __host__ __device__ __forceinline__
@@ -24,6 +29,12 @@ namespace fd
 // carried by the coefficient grids, not applied here.
 constexpr float kBeta1 = 1.125f;
 constexpr float kBeta2 = -0.041666668f;   // the float nearest -1/24
+
+// An inclusive box of cells: first plane, row, column, then last ones.
+struct Box
+{
+    int z0, y0, x0, z1, y1, x1;
+};
 
 // A grid with its strides: element (x, y, z) is p[x + sy*y + sz*z].
 struct GridView
@@ -90,77 +101,13 @@ ONDEX_HD float SpongeFactor(const float* taper, int nTaper, int m)
     return m < nTaper ? taper[m] : 1.0f;
 }
 
-// The acoustic fields: velocities (times K), pressure, buoyancy B and
-// modulus C, all on the same index layout.
-struct AcoFields
-{
-    float* ux;
-    float* uy;
-    float* uz;
-    float* p;
-    const float* b;   // (dt/dx) * K / rho
-    const float* c;   // rho * vp^2 * (dt/dx) / K
-    int64_t sy;
-    int64_t sz;
-};
-
-// Pressure gradient at the velocity nodes of index i.
-ONDEX_HD void AcoGradP(const AcoFields& f, int64_t i, float& dx, float& dy, float& dz)
-{
-    dx = DMinus(f.p, i, 1);
-    dy = DMinus(f.p, i, f.sy);
-    dz = DMinus(f.p, i, f.sz);
-}
-
-// Velocity divergence at the pressure node of index i.
-ONDEX_HD void AcoDivU(const AcoFields& f, int64_t i, float& dx, float& dy, float& dz)
-{
-    dx = DPlus(f.ux, i, 1);
-    dy = DPlus(f.uy, i, f.sy);
-    dz = DPlus(f.uz, i, f.sz);
-}
-
-// Velocity update from the (possibly PML-corrected) gradient.
-ONDEX_HD void AcoUpdateU(const AcoFields& f, int64_t i, float dx, float dy, float dz)
-{
-    const float b = f.b[i];
-    f.ux[i] += b * dx;
-    f.uy[i] += b * dy;
-    f.uz[i] += b * dz;
-}
-
-// The same inside the sponge: the old velocities are damped first.
-ONDEX_HD void AcoUpdateUSponge(const AcoFields& f, int64_t i, float dx, float dy, float dz, float t)
-{
-    const float b = f.b[i];
-    f.ux[i] = f.ux[i] * t + b * dx;
-    f.uy[i] = f.uy[i] * t + b * dy;
-    f.uz[i] = f.uz[i] * t + b * dz;
-}
-
-// Pressure update from the (possibly PML-corrected) divergence.
-ONDEX_HD void AcoUpdateP(const AcoFields& f, int64_t i, float dx, float dy, float dz)
-{
-    f.p[i] += f.c[i] * (dx + dy + dz);
-}
-
-// The same inside the sponge: the new pressure is damped after the update.
-ONDEX_HD void AcoUpdatePSponge(const AcoFields& f, int64_t i, float dx, float dy, float dz, float t)
-{
-    f.p[i] = (f.p[i] + f.c[i] * (dx + dy + dz)) * t;
-}
-
 // NaN by its bits (exponent all ones, mantissa not zero), immune to
-// fast-math assumptions.
+// fast-math assumptions; memcpy is the defined way to read the bits.
 ONDEX_HD bool IsNaNBits(float v)
 {
-    union
-    {
-        float f;
-        uint32_t u;
-    } w;
-    w.f = v;
-    return (w.u & 0x7f800000u) == 0x7f800000u && (w.u & 0x007fffffu) != 0;
+    uint32_t u;
+    memcpy(&u, &v, sizeof(u));
+    return (u & 0x7f800000u) == 0x7f800000u && (u & 0x007fffffu) != 0;
 }
 
 } // namespace fd

@@ -13,6 +13,7 @@
 #include "base/Output.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
+#include "run/MpiTags.h"
 
 int CCalc3D::SaveResults()
 {
@@ -70,7 +71,7 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
                            || m_vRcvTraceId.size() < n || m_vRcvFileId.size() < n
                            || n > (size_t)INT_MAX || nLen > (size_t)INT_MAX / n))
             nCount = -1;
-        MPI_Send(&nCount, 1, MPI_INT, nLeader, 150, MPI_COMM_MT);
+        MPI_Send(&nCount, 1, MPI_INT, nLeader, tag::kGatherCount, MPI_COMM_MT);
         if (nCount == 0)
             return 0;
         if (nCount < 0)
@@ -86,12 +87,12 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
             vPts[(size_t)i * 4 + 1] = m_vRcvPoints[i].y;
             vPts[(size_t)i * 4 + 2] = m_vRcvPoints[i].z;
         }
-        MPI_Send(vPts.data(), 32 * nCount, MPI_BYTE, nLeader, 151, MPI_COMM_MT);
-        MPI_Send(m_vRcvInline.data(), nCount, MPI_INT, nLeader, 152, MPI_COMM_MT);
-        MPI_Send(m_vRcvCrossline.data(), nCount, MPI_INT, nLeader, 153, MPI_COMM_MT);
-        MPI_Send(m_vRcvTraceId.data(), nCount, MPI_INT, nLeader, 155, MPI_COMM_MT);
-        MPI_Send(m_vRcvFileId.data(), nCount, MPI_INT, nLeader, 156, MPI_COMM_MT);
-        MPI_Send(p, (int)(nCount * nLen), MPI_FLOAT, nLeader, 154, MPI_COMM_MT);
+        MPI_Send(vPts.data(), 32 * nCount, MPI_BYTE, nLeader, tag::kGatherPoints, MPI_COMM_MT);
+        MPI_Send(m_vRcvInline.data(), nCount, MPI_INT, nLeader, tag::kGatherInline, MPI_COMM_MT);
+        MPI_Send(m_vRcvCrossline.data(), nCount, MPI_INT, nLeader, tag::kGatherCrossline, MPI_COMM_MT);
+        MPI_Send(m_vRcvTraceId.data(), nCount, MPI_INT, nLeader, tag::kGatherTraceId, MPI_COMM_MT);
+        MPI_Send(m_vRcvFileId.data(), nCount, MPI_INT, nLeader, tag::kGatherFileId, MPI_COMM_MT);
+        MPI_Send(p, (int)(nCount * nLen), MPI_FLOAT, nLeader, tag::kGatherTraces, MPI_COMM_MT);
         return 0;
     }
 
@@ -102,7 +103,7 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
     int nMax = 0;
     for (int k = 0; k < nMembers; k++)
     {
-        MPI_Recv(&vCounts[k], 1, MPI_INT, nLeader + 1 + k, 150, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(&vCounts[k], 1, MPI_INT, nLeader + 1 + k, tag::kGatherCount, MPI_COMM_MT, MPI_STATUS_IGNORE);
         if (vCounts[k] > nMax)
             nMax = vCounts[k];
     }
@@ -169,13 +170,13 @@ int CCalc3D::SaveShotgather(const char* pszFile, char cComponent)
                       (int)nTraces - 1);
         std::vector<double> vPts((size_t)m * 4);
         std::vector<int> vI(m), vC(m), vT(m), vF(m);
-        MPI_Recv(vPts.data(), 32 * m, MPI_BYTE, nSrc, 151, MPI_COMM_MT, MPI_STATUS_IGNORE);
-        MPI_Recv(vI.data(), m, MPI_INT, nSrc, 152, MPI_COMM_MT, MPI_STATUS_IGNORE);
-        MPI_Recv(vC.data(), m, MPI_INT, nSrc, 153, MPI_COMM_MT, MPI_STATUS_IGNORE);
-        MPI_Recv(vT.data(), m, MPI_INT, nSrc, 155, MPI_COMM_MT, MPI_STATUS_IGNORE);
-        MPI_Recv(vF.data(), m, MPI_INT, nSrc, 156, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(vPts.data(), 32 * m, MPI_BYTE, nSrc, tag::kGatherPoints, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(vI.data(), m, MPI_INT, nSrc, tag::kGatherInline, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(vC.data(), m, MPI_INT, nSrc, tag::kGatherCrossline, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(vT.data(), m, MPI_INT, nSrc, tag::kGatherTraceId, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(vF.data(), m, MPI_INT, nSrc, tag::kGatherFileId, MPI_COMM_MT, MPI_STATUS_IGNORE);
         // nMax bounds every announced count, so the receive buffer fits.
-        MPI_Recv(pRecv, (int)(m * nLen), MPI_FLOAT, nSrc, 154, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        MPI_Recv(pRecv, (int)(m * nLen), MPI_FLOAT, nSrc, tag::kGatherTraces, MPI_COMM_MT, MPI_STATUS_IGNORE);
         for (int i = 0; i < m; i++)
         {
             const long long t = pos + i;

@@ -9,6 +9,7 @@
 #include "base/Output.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
+#include "run/MpiTags.h"
 
 // Non-blocking look for the boss's terminate message (tag 41). The message
 // is left pending: its owner receives it.
@@ -20,7 +21,7 @@ static bool TerminateRequested()
         return false;
     int nFlag = 0;
     MPI_Status status;
-    MPI_Iprobe(0, 41, MPI_COMM_WORLD, &nFlag, &status);
+    MPI_Iprobe(0, tag::kTerminate, MPI_COMM_WORLD, &nFlag, &status);
     return nFlag != 0;
 }
 

@@ -10,6 +10,7 @@
 
 #include "base/Output.h"
 #include "run/OndexApp.h"
+#include "run/MpiTags.h"
 
 // The property grids of a column that exist, still velocities, density,
 // parameters and Q at this stage.
@@ -40,11 +41,17 @@ struct ColumnPlanes
     {
         const size_t nxy = (size_t)e.m_nx * e.m_ny;
         vDepth.assign(nxy, -1);
-        // Message order and tags: depth 140/144, then these grids.
+        // Message order: the depth plane, then these grids.
         struct { float* p; int t1, t2; } all[] = {
-            {e.m_pVp, 141, 145},       {e.m_pRho, 143, 147},        {e.m_pVs, 142, 146},
-            {e.m_pAnisEps, 245, 240},  {e.m_pAnisDelta, 246, 241},  {e.m_pAnisGamma, 247, 242},
-            {e.m_pAnisAlpha, 248, 243}, {e.m_pAnisPhi, 249, 244},   {e.m_pQ, 148, 149}};
+            {e.m_pVp, tag::kSurfVp, tag::kSurfVpBack},
+            {e.m_pRho, tag::kSurfRho, tag::kSurfRhoBack},
+            {e.m_pVs, tag::kSurfVs, tag::kSurfVsBack},
+            {e.m_pAnisEps, tag::kSurfEps, tag::kSurfEpsBack},
+            {e.m_pAnisDelta, tag::kSurfDelta, tag::kSurfDeltaBack},
+            {e.m_pAnisGamma, tag::kSurfGamma, tag::kSurfGammaBack},
+            {e.m_pAnisAlpha, tag::kSurfAlpha, tag::kSurfAlphaBack},
+            {e.m_pAnisPhi, tag::kSurfPhi, tag::kSurfPhiBack},
+            {e.m_pQ, tag::kSurfQ, tag::kSurfQBack}};
         for (auto& a : all)
         {
             if (!a.p)
@@ -57,14 +64,14 @@ struct ColumnPlanes
     }
     void Send(int nTo, bool bReturn)
     {
-        MPI_Send(vDepth.data(), (int)vDepth.size(), MPI_INT, nTo, bReturn ? 144 : 140, MPI_COMM_MT);
+        MPI_Send(vDepth.data(), (int)vDepth.size(), MPI_INT, nTo, bReturn ? tag::kSurfDepthBack : tag::kSurfDepth, MPI_COMM_MT);
         for (size_t k = 0; k < vProps.size(); k++)
             MPI_Send(vProps[k].data(), (int)vProps[k].size(), MPI_FLOAT, nTo,
                      bReturn ? vTagReturn[k] : vTagFirst[k], MPI_COMM_MT);
     }
     void Recv(int nFrom, bool bReturn)
     {
-        MPI_Recv(vDepth.data(), (int)vDepth.size(), MPI_INT, nFrom, bReturn ? 144 : 140, MPI_COMM_MT,
+        MPI_Recv(vDepth.data(), (int)vDepth.size(), MPI_INT, nFrom, bReturn ? tag::kSurfDepthBack : tag::kSurfDepth, MPI_COMM_MT,
                  MPI_STATUS_IGNORE);
         for (size_t k = 0; k < vProps.size(); k++)
             MPI_Recv(vProps[k].data(), (int)vProps[k].size(), MPI_FLOAT, nFrom,

@@ -12,6 +12,7 @@
 
 #include "base/Output.h"
 #include "run/OndexApp.h"
+#include "run/MpiTags.h"
 
 namespace
 {
@@ -49,17 +50,17 @@ void wait_passive(int& nExit)
     {
         int nFlag = 0;
         MPI_Status st;
-        MPI_Iprobe(0, 40, MPI_COMM_WORLD, &nFlag, &st);
+        MPI_Iprobe(0, tag::kRelease, MPI_COMM_WORLD, &nFlag, &st);
         if (nFlag)
         {
             int nMsg = 0;
-            MPI_Recv(&nMsg, 1, MPI_INT, 0, 40, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+            MPI_Recv(&nMsg, 1, MPI_INT, 0, tag::kRelease, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
             MPI_Barrier(MPI_COMM_WORLD);
             MPI_Finalize();
             nExit = 0;
             return;
         }
-        MPI_Iprobe(0, 41, MPI_COMM_WORLD, &nFlag, &st);
+        MPI_Iprobe(0, tag::kTerminate, MPI_COMM_WORLD, &nFlag, &st);
         if (nFlag)
         {
             MPI_Finalize();
@@ -165,8 +166,8 @@ bool ArrangeProcesses(int nWorldRank, int nWorldSize, int& nExit)
             szHost[0] = '\0';
         szHost[79] = '\0';
         int nP = P;
-        MPI_Send(szHost, 80, MPI_CHAR, 0, 20, MPI_COMM_WORLD);
-        MPI_Send(&nP, 1, MPI_INT, 0, 19, MPI_COMM_WORLD);
+        MPI_Send(szHost, 80, MPI_CHAR, 0, tag::kHostName, MPI_COMM_WORLD);
+        MPI_Send(&nP, 1, MPI_INT, 0, tag::kProcsPerNode, MPI_COMM_WORLD);
     }
 
     std::vector<int> vActive(nWorldSize + 1, 0);
@@ -185,9 +186,9 @@ bool ArrangeProcesses(int nWorldRank, int nWorldSize, int& nExit)
         for (int r = 1; r < nWorldSize; ++r)
         {
             SNodeRecord& n = g_vNodes[r];
-            MPI_Recv(n.szHost, 80, MPI_CHAR, r, 20, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+            MPI_Recv(n.szHost, 80, MPI_CHAR, r, tag::kHostName, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
             n.szHost[79] = '\0';
-            MPI_Recv(&n.nProcsPerNode, 1, MPI_INT, r, 19, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+            MPI_Recv(&n.nProcsPerNode, 1, MPI_INT, r, tag::kProcsPerNode, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
             n.nRank = r;
             n.bActive = true;
         }
@@ -248,6 +249,6 @@ void ReleasePassiveProcesses()
     int nMsg = 1;
     for (size_t r = 1; r + 1 < g_vNodes.size(); ++r)
         if (!g_vNodes[r].bActive)
-            MPI_Send(&nMsg, 1, MPI_INT, (int)r, 40, MPI_COMM_WORLD);
+            MPI_Send(&nMsg, 1, MPI_INT, (int)r, tag::kRelease, MPI_COMM_WORLD);
     g_vNodes.clear();
 }

@@ -23,6 +23,8 @@ public:
     // Job file (TaskFile / ReadTask.cpp). The argument is not used: the job
     // is always "runtask.ini" in the working directory.
     int ReadTask(const char* pszFile);
+    // The engine of the job's method, made anew (Engines.cpp).
+    void MakeEngine();
     // Survey loading and shot range check.
     int LoadSurveyGeometry();
     // GPU discovery: 0 to go on (with or without GPU), 1 to stop.

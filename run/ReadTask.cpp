@@ -8,7 +8,6 @@
 
 #include "base/Output.h"
 #include "base/Types.h"
-#include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
 #include "run/OndexApp.h"
@@ -257,19 +256,15 @@ int COndexApp::ReadTask(const char* pszFile)
     if (m_Type == 100)
     {
         // 17. The 1D engine reads its own keys; the 3D keys stay unread.
-        delete m_pCalc1D;
-        m_pCalc1D = new CCalc1D(*this);
+        MakeEngine();
         const int r = m_pCalc1D->ReadTask1D(lines);
         if (r != 0)
             return r;
     }
     else
     {
-        // 18. This build has only the CPU engine (InitGPU leaves m_bUseCUDA
-        // clear), so the OpenMP engine is made in every 3D case.
-        delete m_pCalc3D;
-        m_pCalc3D = new CCalc3D_OMP(*this);
-        m_pCalc3D->m_nHalo = (m_Type == 104) ? 3 : 2;
+        // 18.
+        MakeEngine();
 
         // 19. A shot given on the command line outranks the job file.
         if (m_nFirstPoint == 0)

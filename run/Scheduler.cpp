@@ -9,12 +9,10 @@
 #include "run/OndexApp.h"
 #include "run/Scheduler.h"
 #include "run/ShotRoad.h"
+#include "run/MpiTags.h"
 
 namespace
 {
-const int kTagShot = 30;
-const int kTagReport = 31;
-const int kTagGroup = 32;
 
 void send_int(int nValue, int nDest, int nTag)
 {
@@ -27,7 +25,7 @@ void stop_workers(int nWorkers)
     for (int r = 1; r <= nWorkers; ++r)
     {
         int msg[2] = {-1, -1};
-        MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+        MPI_Send(msg, 2, MPI_INT, r, tag::kGroup, MPI_COMM_MT);
     }
 }
 
@@ -129,7 +127,7 @@ int COndexApp::MPI_RunMaster()
         {
             vLeaders.push_back(r);
             int msg[2] = {1, 0};
-            MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+            MPI_Send(msg, 2, MPI_INT, r, tag::kGroup, MPI_COMM_MT);
         }
     }
     else
@@ -164,7 +162,7 @@ int COndexApp::MPI_RunMaster()
             const SGroupSlot& s = vSlots[r - 1];
             u_Print("%9d |%9d |%11d |%11d\n", r, s.nGroup, s.nSize, s.nRank);
             int msg[2] = {s.nSize, s.nRank};
-            MPI_Send(msg, 2, MPI_INT, r, kTagGroup, MPI_COMM_MT);
+            MPI_Send(msg, 2, MPI_INT, r, tag::kGroup, MPI_COMM_MT);
         }
         u_Line();
     }
@@ -182,7 +180,7 @@ int COndexApp::MPI_RunMaster()
             u_Print("Worker %d - nothing to do!\n", G);
         else
             u_Print("Group %d - nothing to do!\n", G);
-        send_int(-1, vLeaders[G - 1], kTagShot);
+        send_int(-1, vLeaders[G - 1], tag::kShot);
         --G;
     }
 
@@ -191,7 +189,7 @@ int COndexApp::MPI_RunMaster()
     int nAtWork = 0;
     while (nRemaining > 0 && nAtWork < G)
     {
-        send_int(nNext++, vLeaders[nAtWork], kTagShot);
+        send_int(nNext++, vLeaders[nAtWork], tag::kShot);
         ++nAtWork;
         --nRemaining;
     }
@@ -201,7 +199,7 @@ int COndexApp::MPI_RunMaster()
     {
         int nReport = 0;
         MPI_Status st;
-        MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, kTagReport, MPI_COMM_MT, &st);
+        MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, tag::kReport, MPI_COMM_MT, &st);
         const int nSource = st.MPI_SOURCE;
         if (nReport < 0)
         {
@@ -213,11 +211,11 @@ int COndexApp::MPI_RunMaster()
             --nAtWork;
             for (; nAtWork > 0; --nAtWork)
             {
-                MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, kTagReport, MPI_COMM_MT, &st);
+                MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, tag::kReport, MPI_COMM_MT, &st);
                 if (nReport < 0)
                     u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
                 else
-                    send_int(-1, st.MPI_SOURCE, kTagShot);
+                    send_int(-1, st.MPI_SOURCE, tag::kShot);
             }
             return -2;
         }
@@ -227,12 +225,12 @@ int COndexApp::MPI_RunMaster()
         u_Percent_master(R, nDone, nReport, nSource);
         if (nRemaining > 0)
         {
-            send_int(nNext++, nSource, kTagShot);
+            send_int(nNext++, nSource, tag::kShot);
             --nRemaining;
         }
         else
         {
-            send_int(-1, nSource, kTagShot);
+            send_int(-1, nSource, tag::kShot);
             --nAtWork;
         }
     }
@@ -243,7 +241,7 @@ int COndexApp::MPI_RunSlave()
 {
     u_Print("I'm a Worker Node.\n");
     int msg[2] = {0, 0};
-    MPI_Recv(msg, 2, MPI_INT, 0, kTagGroup, MPI_COMM_MT, MPI_STATUS_IGNORE);
+    MPI_Recv(msg, 2, MPI_INT, 0, tag::kGroup, MPI_COMM_MT, MPI_STATUS_IGNORE);
     if (msg[0] < 0 || msg[1] < 0)
         return -1;
     m_nGroupSize = msg[0];
@@ -265,14 +263,14 @@ int COndexApp::MPI_RunSlave()
         int nShot = -1;
         if (bTalksToMaster)
         {
-            MPI_Recv(&nShot, 1, MPI_INT, 0, kTagShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+            MPI_Recv(&nShot, 1, MPI_INT, 0, tag::kShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
             // The members hear of the shot before anything else is done.
             for (int n = g_nNode + 1; nSize > 1 && n <= g_nNode + nSize - 1; ++n)
-                send_int(nShot, n, kTagShot);
+                send_int(nShot, n, tag::kShot);
         }
         else
         {
-            MPI_Recv(&nShot, 1, MPI_INT, g_nNode - nRank, kTagShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+            MPI_Recv(&nShot, 1, MPI_INT, g_nNode - nRank, tag::kShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
         }
         if (nShot < 0)
             return 0;   // no more work
@@ -282,18 +280,18 @@ int COndexApp::MPI_RunSlave()
         if (r == 0)
         {
             if (bTalksToMaster)
-                send_int(nShot, 0, kTagReport);
+                send_int(nShot, 0, tag::kReport);
             continue;
         }
         if (nSize <= 1)
         {
-            send_int(-1, 0, kTagReport);
+            send_int(-1, 0, tag::kReport);
             return -1;
         }
         // A group cannot go on with a member missing: the whole run stops.
         if (m_bDebug)
             u_Print("DEBUG: Run3DShot returned %d.\n", r);
-        send_int(-1000, 0, kTagReport);
+        send_int(-1000, 0, tag::kReport);
         return -1;
     }
 }

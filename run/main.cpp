@@ -14,6 +14,7 @@
 #include "base/SigTest.h"
 #include "run/Layout.h"
 #include "run/OndexApp.h"
+#include "run/MpiTags.h"
 
 int main(int argc, char** argv)
 {
@@ -66,7 +67,7 @@ int main(int argc, char** argv)
             // so the whole run is aborted.
             std::vector<MPI_Request> vReq(nWorldSize > 1 ? nWorldSize - 1 : 0);
             for (int r = 1; r < nWorldSize; ++r)
-                MPI_Isend(&g_die, 1, MPI_INT, r, 41, MPI_COMM_WORLD, &vReq[r - 1]);
+                MPI_Isend(&g_die, 1, MPI_INT, r, tag::kTerminate, MPI_COMM_WORLD, &vReq[r - 1]);
             printf("The program has finised with result %d.\n", -1000);
             fflush(stdout);
             sleep(10);

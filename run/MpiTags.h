@@ -1,0 +1,47 @@
+#pragma once
+// Every MPI message tag of the system, in one place. World communicator:
+// the process layout and the release and abort of passive ranks. Active
+// communicator: master and workers, and inside a depth group its halo
+// exchange, snapshots, survey points, surfaces and gathers.
+
+namespace tag
+{
+// Process layout (world).
+const int kProcsPerNode = 19;
+const int kHostName = 20;
+// Release of passive ranks and abort (world).
+const int kRelease = 40;
+const int kTerminate = 41;
+// Master and workers.
+const int kShot = 30;
+const int kReport = 31;
+const int kGroup = 32;
+// Depth group: halo planes 100..108 by component code 1..9.
+const int kHaloBase = 99;
+// Depth group: 2D snapshot rows and 3D cube pieces.
+const int kSnap2DCount = 110;
+const int kSnap2DRows = 111;
+const int kCubeCount = 120;
+const int kCubePiece = 121;
+// Depth group: survey points handed to their owners, 130..138.
+const int kPointsBase = 130;
+// Depth group: surface planes, on the way down and on the way back.
+const int kSurfDepth = 140, kSurfDepthBack = 144;
+const int kSurfVp = 141, kSurfVpBack = 145;
+const int kSurfVs = 142, kSurfVsBack = 146;
+const int kSurfRho = 143, kSurfRhoBack = 147;
+const int kSurfQ = 148, kSurfQBack = 149;
+const int kSurfEps = 245, kSurfEpsBack = 240;
+const int kSurfDelta = 246, kSurfDeltaBack = 241;
+const int kSurfGamma = 247, kSurfGammaBack = 242;
+const int kSurfAlpha = 248, kSurfAlphaBack = 243;
+const int kSurfPhi = 249, kSurfPhiBack = 244;
+// Depth group: shot gathers joined by the leader.
+const int kGatherCount = 150;
+const int kGatherPoints = 151;
+const int kGatherInline = 152;
+const int kGatherCrossline = 153;
+const int kGatherTraces = 154;
+const int kGatherTraceId = 155;
+const int kGatherFileId = 156;
+} // namespace tag
