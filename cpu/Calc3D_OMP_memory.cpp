@@ -29,12 +29,26 @@ size_t NonNeg(int n)
 }
 } // namespace
 
+// Zeroes n floats with the threads and the static split of the sweeps, so
+// that each page is first touched by the thread that will compute on it.
+static void ZeroParallel(float* p, size_t n)
+{
+    const int64_t nBlocks = (int64_t)((n + 4095) / 4096);
+#pragma omp parallel for schedule(static)
+    for (int64_t b = 0; b < nBlocks; b++)
+    {
+        const size_t i0 = (size_t)b * 4096;
+        memset(p + i0, 0, std::min<size_t>(4096, n - i0) * sizeof(float));
+    }
+}
+
 float* CCalc3D_OMP::NewGrid(size_t n)
 {
     // A zero-length grid still gets a valid pointer, so that "exists" stays
     // a null test.
     float* p = new float[n ? n : 1];
-    memset(p, 0, (n ? n : 1) * sizeof(float));
+    p[0] = 0.0f;
+    ZeroParallel(p, n);
     return p;
 }
 
@@ -386,9 +400,9 @@ int CCalc3D_OMP::LoadModel()
     float* ppWave[] = {m_pUx, m_pUy, m_pUz, m_pTxx, m_pTyy, m_pTzz, m_pTxy, m_pTxz, m_pTyz};
     for (float* p : ppWave)
         if (p)
-            memset(p, 0, cells * sizeof(float));
+            ZeroParallel(p, cells);
     if (m_pViscoG)
-        memset(m_pViscoG, 0, 6 * cells * (size_t)std::max(0, m_nViscoL) * sizeof(float));
+        ZeroParallel(m_pViscoG, 6 * cells * (size_t)std::max(0, m_nViscoL));
 
     const size_t nRec = m_vRcvCells.size();
     const size_t nSeis = m_pApp->m_bBigSeismogram ? nRec : nRec * m_nSeisLen;
@@ -404,11 +418,11 @@ int CCalc3D_OMP::LoadModel()
             int nAxis = 0;
             float* p = *PsiArray(n, &nAxis);
             if (p)
-                memset(p, 0, slab[nAxis] * sizeof(float));
+                ZeroParallel(p, slab[nAxis]);
         }
         for (int n = 0; n < 54; n++)
             if (m_pPsiAni[n])
-                memset(m_pPsiAni[n], 0, slab[2 - n / 18] * sizeof(float));
+                ZeroParallel(m_pPsiAni[n], slab[2 - n / 18]);
     }
     return 0;
 }

@@ -1,0 +1,149 @@
+// The whole program on a small PML-heavy acoustic job: a homogeneous model
+// of n^3 nodes, one shot in its middle, PML on all sides. The program runs
+// twice, with the full record and with a record of two steps; the
+// difference of the two wall times is the time loop of the extra steps, set
+// up and saving cancel. Its rate in cell-updates per second (over the whole
+// grid of the shot, as the log reports it) is put beside the bandwidth limit
+// at 56 bytes per cell-update, and beside the plain sweep rate of
+// bench_acoustic, so that set-up and boundary costs are visible.
+//
+// Usage: bench_job [ondex] [n] [steps]   (default build/ondex, 61, 300):
+// 61 nodes and the 26-cell strips on each side give a 113^3 grid.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <mpi.h>
+#include <omp.h>
+#include <unistd.h>
+
+#include "base/Types.h"
+#include "bench_common.h"
+#include "files/SdsPC.h"
+
+namespace
+{
+
+bool WriteCube(const std::string& file, int n, float value)
+{
+    const double e = 10.0 * (n - 1);
+    CSdsPC w;
+    if (!w.Create3D_file(file.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, e, e, e), 0.f, DU_M, 0, nullptr))
+        return false;
+    CSdsPC f;
+    if (!f.OnOpen(file.c_str(), 1))
+        return false;
+    std::vector<float> tr(n);
+    for (int t = 0; t < f.m_nTraceCount; t++)
+    {
+        // The writer scales the buffer in place: fill it for every trace.
+        std::fill(tr.begin(), tr.end(), value);
+        if (!f.SetTrace(t, tr.data(), n))
+            return false;
+    }
+    return true;
+}
+
+bool WriteJob(const std::string& dir, int n, int nSteps)
+{
+    const double c = 5.0 * (n - 1);
+    FILE* fp = std::fopen((dir + "/survey.txt").c_str(), "w");
+    if (!fp)
+        return false;
+    for (int r = 0; r < 21; r++)
+        std::fprintf(fp, "%.1f %.1f %.1f %.1f %.1f 0.0 1 %d\n", c, c, c, 10.0 * (n - 1) * r / 20.0, c, r + 1);
+    std::fclose(fp);
+    fp = std::fopen((dir + "/runtask.ini").c_str(), "w");
+    if (!fp)
+        return false;
+    std::fprintf(fp,
+                 "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = results\n"
+                 "Model Name = vp.sgy\nFileModelD = rho.sgy\nPML = 1\n[Survey]\nGeometry = survey.txt\nt0 = 0\n"
+                 "t1 = %.4f\ndt = 0.001\n[Mesh]\ndx = 10\ndt = 0.001\n[Source]\nType = 0\nFrequency = 15\n"
+                 "Signal = 1\n",
+                 0.001 * (nSteps - 1));
+    std::fclose(fp);
+    return true;
+}
+
+// Wall time of one run of the program in dir; the grid from its log.
+double RunOnce(const std::string& ondex, const std::string& dir, int& nx, int& ny, int& nz)
+{
+    std::remove((dir + "/Ondex-0.log").c_str());
+    const std::string cmd = "cd " + dir + " && " + ondex + " >/dev/null 2>&1";
+    const double t0 = bench::Now();
+    const int rc = std::system(cmd.c_str());
+    const double t = bench::Now() - t0;
+    if (rc != 0)
+        return -1;
+    FILE* fp = std::fopen((dir + "/Ondex-0.log").c_str(), "r");
+    char line[512];
+    while (fp && std::fgets(line, sizeof(line), fp))
+        if (std::sscanf(line, "Model grids (x,y,z)=(%dx%dx%d)", &nx, &ny, &nz) == 3)
+            break;
+    if (fp)
+        std::fclose(fp);
+    return t;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    MPI_Init(&argc, &argv);
+    const std::string ondex = argc > 1 ? argv[1] : "build/ondex";
+    const int n = argc > 2 ? std::atoi(argv[2]) : 61;
+    const int nSteps = argc > 3 ? std::atoi(argv[3]) : 300;
+    char szDir[] = "/tmp/ondex-bench-job-XXXXXX";
+    if (n < 8 || nSteps < 10 || !mkdtemp(szDir))
+    {
+        std::printf("usage: %s [ondex] [n >= 8] [steps >= 10]\n", argv[0]);
+        MPI_Finalize();
+        return 2;
+    }
+    const std::string dir = szDir;
+    const std::string exe = ondex[0] == '/' ? ondex : std::string(getcwd(nullptr, 0)) + "/" + ondex;
+    // The writers log to the working directory: keep that in the job folder.
+    const std::string cwd = getcwd(nullptr, 0);
+    if (chdir(szDir) != 0 || !WriteCube("vp.sgy", n, 2000.0f) || !WriteCube("rho.sgy", n, 2000.0f) ||
+        chdir(cwd.c_str()) != 0)
+    {
+        std::printf("could not write the model in %s\n", dir.c_str());
+        MPI_Finalize();
+        return 1;
+    }
+    const int nAll = omp_get_max_threads();
+    const double bw = bench::MeasureTriadGBs(nAll);
+    std::printf("triad bandwidth: %.2f GB/s (%d threads)\n", bw, nAll);
+    int nx = 0, ny = 0, nz = 0;
+    double tBest[2] = {1e300, 1e300};
+    const int steps[2] = {2, nSteps};
+    for (int rep = 0; rep < 3; rep++)
+        for (int k = 0; k < 2; k++)
+        {
+            if (!WriteJob(dir, n, steps[k]))
+                return 1;
+            const double t = RunOnce(exe, dir, nx, ny, nz);
+            if (t < 0)
+            {
+                std::printf("the run failed: see %s/Ondex-0.log\n", dir.c_str());
+                MPI_Finalize();
+                return 1;
+            }
+            tBest[k] = std::min(tBest[k], t);
+        }
+    const double cells = (double)nx * ny * nz;
+    const double loop = tBest[1] - tBest[0];
+    const double rate = cells * (nSteps - 2) / loop / 1e6;
+    const double limit = bw * 1e9 / 56.0 / 1e6;
+    std::printf("grid %dx%dx%d, %d steps: whole run %.2f s, set-up and saving %.2f s, time loop %.2f s\n", nx, ny,
+                nz, nSteps, tBest[1], tBest[0], loop);
+    std::printf("time loop: %.1f Mcells/s, limit at 56 B/cell %.1f Mcells/s, ratio %.2f\n", rate, limit,
+                rate / limit);
+    std::system(("rm -rf " + dir).c_str());
+    MPI_Finalize();
+    return 0;
+}
