@@ -174,7 +174,9 @@ int CCalc3D::Save3DSnapshot(const char* pszFile, char cComponent, double dx, dou
         delete[] pCube;
         return 0;
     }
-    // 8. The file's samples are zero; adding keeps whatever fill it has.
+    // 8. The file was just made with zero samples, so the column added to
+    // them is the column itself: the traces are not read back first, which
+    // halves the file traffic of a cube.
     std::vector<float> vTrace(nz);
     const size_t nxy = (size_t)nx * (size_t)ny;
     for (int iy = 0; iy < ny; iy++)
@@ -182,14 +184,9 @@ int CCalc3D::Save3DSnapshot(const char* pszFile, char cComponent, double dx, dou
         for (int ix = 0; ix < nx; ix++)
         {
             const int nTrace = iy * nx + ix;
-            if (!file.GetTrace(nTrace, vTrace.data(), nz))
-            {
-                u_Print("!GetTrace(nx=%d, ny=%d)\n", ix, iy);
-                continue;
-            }
             const float* pCol = pCube + (size_t)iy * nx + ix;
             for (int iz = 0; iz < nz; iz++)
-                vTrace[iz] += pCol[iz * nxy];
+                vTrace[iz] = pCol[iz * nxy];
             if (!file.SetTrace(nTrace, vTrace.data(), nz))
             {
                 u_Print("!SetTrace(nx=%d, ny=%d)\n", ix, iy);
