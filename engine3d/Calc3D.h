@@ -94,6 +94,8 @@ public:
     int AppendVmg2DSnapshot(const char* pszFile, char cPlane, const char* pszComponents, double rStep, bool bCreate);
     int Init3DSnapshots();
     int Save3DSnapshots();
+    int Save3DSnapshot(const char* pszFile, char cComponent, double dx, double dy, double dz, bool bWholeGrid);
+    static int MergeDistributedCube(COndexApp* pApp, const CCubeN& cube, int* pNz, float* pLocal, float** ppAll);
 
     // The S-wave ramp of the source for time t and frequency f (0 when
     // SuppressSV is off is not handled here: callers keep 1.0 then).

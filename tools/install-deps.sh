@@ -3,7 +3,7 @@
 set -euo pipefail
 
 PKGS=(build-essential cmake libgtest-dev mpich libmpich-dev
-      python3-numpy python3-segyio python3-matplotlib clang libclang-rt-dev)
+      python3-numpy python3-segyio python3-matplotlib python3-pil clang libclang-rt-dev)
 
 missing=()
 for p in "${PKGS[@]}"; do

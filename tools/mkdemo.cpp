@@ -95,7 +95,21 @@ bool WriteJob(const std::string& file)
         "[Source]\n"
         "Type = 0\n"
         "Frequency = 15\n"
-        "Signal = 1\n",
+        "Signal = 1\n"
+        "; A film of X-Z planes through every shot, one row each 50 ms.\n"
+        "[Snapshot]\n"
+        "Every = 1\n"
+        "t0 = 0.05\n"
+        "dt = 0.05\n"
+        "Y Offset = 0\n"
+        "; Pressure cubes of the middle shot.\n"
+        "[3DSnapshot]\n"
+        "dx = 10\n"
+        "dy = 10\n"
+        "dz = 10\n"
+        "Components = C\n"
+        "Shots = 2\n"
+        "Times = 0.15 0.3\n",
         fp);
     std::fclose(fp);
     return true;

@@ -1,0 +1,174 @@
+// tools/quicklook on small results written by the project's writers: a
+// gather of two components, a snapshot film of two rows, a 3D cube. Every
+// picture must have its planned size and show the data: the pixels inside
+// the panels must spread (a blank or constant picture fails).
+
+#include "common/TestUtil.h"
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "files/SdsPC.h"
+
+namespace
+{
+
+using testutil::FileExists;
+using testutil::TempDir;
+
+const std::string kSource = ONDEX_SOURCE_DIR;
+const std::string kExporter = std::string(ONDEX_BINARY_DIR) + "/ondex_quicklook_export";
+
+int RunShell(const std::string& cmd, std::string& out)
+{
+    out.clear();
+    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
+    if (!p)
+        return -1;
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
+        out.append(buf, n);
+    const int st = pclose(p);
+    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+}
+
+// A gather of 24 traces on a line through the source, 100 samples of 4 ms:
+// a dipping event per component.
+void WriteGather(const std::string& name, double dSlope)
+{
+    const int n = 24, ns = 100;
+    std::vector<float> data((size_t)n * ns);
+    std::vector<SDS_TRACEINFO> info(n);
+    for (int k = 0; k < n; k++)
+    {
+        memset(&info[k], 0, sizeof(SDS_TRACEINFO));
+        info[k].fSrcX = 500;
+        info[k].fSrcY = 300;
+        info[k].fRecX = (float)(400 + 10 * k);
+        info[k].fRecY = 300;
+        for (int j = 0; j < ns; j++)
+            data[k + (size_t)j * n] = (float)sin(2 * M_PI * (j * 0.004 - dSlope * fabs(k - 10.0)) / 0.04);
+    }
+    CSdsPC w;
+    ASSERT_TRUE(w.OnSave(name.c_str(), data.data(), CRectR(0, 0, 1, 396), CSizeN(n, ns), 0, 0, false, info.data(),
+                         DU_MSEC));
+}
+
+TEST(Quicklook, PicturesOfGatherFilmAndCube)
+{
+    if (!FileExists(kExporter))
+        GTEST_SKIP() << "the exporter is not built: " << kExporter;
+    std::string out;
+    if (RunShell("/usr/bin/python3 -c 'import matplotlib, numpy, PIL'", out) != 0)
+        GTEST_SKIP() << "python3-matplotlib, python3-numpy or python3-pil is missing: " << out;
+    TempDir dir;
+    const std::string res = dir / "results";
+    ASSERT_EQ(0, mkdir(res.c_str(), 0755));
+
+    WriteGather(res + "/m+Gath3DAPUz-1.sgy", 0.002);
+    WriteGather(res + "/m+Gath3DAPUc-1.sgy", 0.004);
+
+    // A film of two rows, 30 x 20 samples, components Z and C: rings.
+    {
+        const int nx = 30, nz = 20;
+        std::vector<float> pz(nx * nz), pc(nx * nz);
+        CSdsPC w;
+        for (int row = 0; row < 2; row++)
+        {
+            for (int j = 0; j < nz; j++)
+                for (int i = 0; i < nx; i++)
+                {
+                    const double r = hypot(i - 15.0, j - 2.0);
+                    pz[j * nx + i] = (float)cos(r / (2.0 + row));
+                    pc[j * nx + i] = (float)sin(r / (2.0 + row));
+                }
+            C3DSizeN size(nx, nz, 1);
+            CCubeR cube(0, 0, 0.1 * (row + 1), 290, 190, 0.1 * (row + 1));
+            CPointR src(150, 20);
+            char letters[] = "ZC";
+            ASSERT_TRUE(w.OnAddToVMG_SNAP((res + "/m+Snap3DAPU-1.vmg").c_str(), size, cube, letters, src, pz.data(),
+                                          pc.data(), nullptr, nullptr));
+        }
+    }
+
+    // A cube of 16 x 12 x 10 nodes at 10 m: a spherical shell.
+    {
+        const std::string name = res + "/m+3DSnap3DAPUc(t=0.1)-1.sgy";
+        CSdsPC w;
+        C3DPointR src(80, 60, 50);
+        ASSERT_TRUE(w.Create3D_file(name.c_str(), C3DSizeN(16, 12, 10), CCubeR(0, 0, 0, 150, 110, 90), 0, DU_M, 0,
+                                    &src));
+        CSdsPC c;
+        ASSERT_TRUE(c.OnOpen(name.c_str(), 1));
+        std::vector<float> tr(10);
+        for (int t = 0; t < c.m_nTraceCount; t++)
+        {
+            C3DPointR s, r;
+            ASSERT_TRUE(c.GetCoord(t, s, r));
+            for (int k = 0; k < 10; k++)
+                tr[k] = (float)cos(sqrt(pow(r.x - 80, 2) + pow(r.y - 60, 2) + pow(10 * k - 50, 2)) / 15);
+            ASSERT_TRUE(c.SetTrace(t, tr.data(), 10));
+        }
+    }
+
+    const std::string pics = dir / "pics";
+    ASSERT_EQ(0, RunShell(kSource + "/tools/quicklook -o " + pics + " " + res, out)) << out;
+
+    // Size (width, height) of each picture and how its data is seen: a gray
+    // gather by the spread of a column through the middle of its first panel,
+    // the red-blue pictures by their share of coloured pixels.
+    const std::string script =
+        "import sys, numpy as np\n"
+        "from PIL import Image\n"
+        "d = sys.argv[1]\n"
+        "def load(n):\n"
+        "    im = Image.open(d + '/' + n)\n"
+        "    return im, np.asarray(im.convert('RGB'), dtype=float) / 255\n"
+        "im, a = load('m+Gath3DAPU-1-shot1.png')\n"
+        "h, w = a.shape[:2]\n"
+        "col = a[int(0.2 * h):int(0.8 * h), int(0.27 * w), 0]\n"
+        "print('gather', w, h, round(float(col.std()), 3))\n"
+        "for n in ['m+Snap3DAPU-1-frame1-row001.png', 'm+Snap3DAPU-1-frame1-row002.png', "
+        "'m+3DSnap3DAPUc(t=0.1)-1.png']:\n"
+        "    im, a = load(n)\n"
+        "    print(n, a.shape[1], a.shape[0], round(float((abs(a[..., 0] - a[..., 2]) > 0.2).mean()), 3))\n"
+        "g = Image.open(d + '/m+Snap3DAPU-1.gif')\n"
+        "print('gif', g.size[0], g.size[1], g.n_frames)\n";
+    ASSERT_TRUE(testutil::WriteFile(dir / "check.py", script));
+    ASSERT_EQ(0, RunShell("/usr/bin/python3 " + dir / "check.py" + " " + pics, out)) << out;
+    struct Want
+    {
+        const char* pszName;
+        int w, h;
+        double dMin;   // spread or coloured share
+    };
+    const Want wants[] = {{"gather", 720, 600, 0.2},
+                          {"m+Snap3DAPU-1-frame1-row001.png", 1000, 380, 0.1},
+                          {"m+Snap3DAPU-1-frame1-row002.png", 1000, 380, 0.1},
+                          {"m+3DSnap3DAPUc(t=0.1)-1.png", 1500, 480, 0.1}};
+    for (const Want& want : wants)
+    {
+        const size_t at = out.find(std::string(want.pszName) + " ");
+        ASSERT_NE(std::string::npos, at) << want.pszName << "\n" << out;
+        int w = 0, h = 0;
+        double v = 0;
+        ASSERT_EQ(3, sscanf(out.c_str() + at + strlen(want.pszName), "%d %d %lf", &w, &h, &v)) << out;
+        EXPECT_EQ(want.w, w) << want.pszName;
+        EXPECT_EQ(want.h, h) << want.pszName;
+        EXPECT_GT(v, want.dMin) << want.pszName;
+    }
+    EXPECT_NE(std::string::npos, out.find("gif 1000 380 2")) << out;
+
+    // A path that is neither a folder nor a file is refused with a line.
+    EXPECT_NE(0, RunShell(kSource + "/tools/quicklook " + dir / "nothing", out));
+    EXPECT_NE(std::string::npos, out.find("Error! ")) << out;
+}
+
+} // namespace
