@@ -153,6 +153,10 @@ int CCalc1D::CalculateTrace(int nTrace, CCalc1D_Worker& w)
         c = m_nTaper;
     while (c < nZ - m_nTaper && K[c] == 0.0f)
         c++;
+    // A column of air has no medium to carry the wave, and the source would
+    // only pile up in its own cell: the trace stays silent.
+    if (K[c] == 0.0f)
+        return 0;
 
     // Cells within 'nEdge' of an end carry the PML memory terms (and, with
     // PML off, the taper); the cells between need neither and run in a

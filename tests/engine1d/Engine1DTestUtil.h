@@ -52,6 +52,23 @@ public:
     // trace loop; the result of the first step that fails.
     int Prepare()
     {
+        int r = WriteJobFiles();
+        if (r == 0)
+            r = m_calc.GenerateSignal();
+        if (r == 0)
+            r = m_app.m_Survey.LoadSurvey("survey.txt", false);
+        if (r == 0)
+            r = m_calc.PrepareSurvey(m_app.m_Survey, false);
+        if (r == 0)
+            r = m_calc.AllocateMemory(false, false);
+        if (r == 0)
+            r = m_calc.InitModel();
+        return r;
+    }
+
+    // The model and survey files, and the settings of job and engine.
+    int WriteJobFiles()
+    {
         const Job1D& j = m_job;
         const int nz = (int)std::lround(j.depth / j.dz) + 1;
         if (!WriteCube("vp.sgy", j, nz, j.vp) || !WriteCube("rho.sgy", j, nz, j.rho))
@@ -81,16 +98,7 @@ public:
         m_calc.m_nSourceType = j.nSourceType;
         m_calc.m_Signal.m_dFreq = j.freq;
         m_calc.m_Signal.m_nSignal = 1;   // additive source
-        int r = m_calc.GenerateSignal();
-        if (r == 0)
-            r = m_app.m_Survey.LoadSurvey("survey.txt", false);
-        if (r == 0)
-            r = m_calc.PrepareSurvey(m_app.m_Survey, false);
-        if (r == 0)
-            r = m_calc.AllocateMemory(false, false);
-        if (r == 0)
-            r = m_calc.InitModel();
-        return r;
+        return 0;
     }
 
     // A model cube from (0, 0, 0): steps dxy across, dz down.
