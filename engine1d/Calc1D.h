@@ -13,7 +13,38 @@
 class COndexApp;
 class CSurvey3D;
 class CSdsPC;
-class CCalc1D_Worker;
+
+// Working memory of one trace in flight. The eleven columns are slices of one
+// block, the two recorded traces of a second; allocated once per run so that
+// the trace loop allocates nothing.
+class CCalc1D_Worker
+{
+public:
+    CCalc1D_Worker();
+    ~CCalc1D_Worker();
+    CCalc1D_Worker(const CCalc1D_Worker&) = delete;
+    CCalc1D_Worker& operator=(const CCalc1D_Worker&) = delete;
+
+    // Allocates both blocks, zeroed: 0, or -1 with its message when memory
+    // is exhausted (the worker then holds nothing).
+    int Init(int nZ, int nSamples);
+
+public:
+    int m_nTrace;       // index of the trace being computed
+    float* m_pK;        // column of K, m_nCalcZ floats
+    float* m_pB;        // column of B
+    float* m_pQ;        // column of the damping factor
+    float* m_pU;        // vertical particle velocity
+    float* m_pP;        // pressure
+    float* m_pPmlB1;    // PML multiplier at distance s1
+    float* m_pPmlA1;    // PML decay at distance s1
+    float* m_pPmlB2;    // PML multiplier at distance s2
+    float* m_pPmlA2;    // PML decay at distance s2
+    float* m_pMemP;     // PML memory of the pressure update
+    float* m_pMemU;     // PML memory of the particle velocity update
+    float* m_pOutU;     // recorded samples of U, m_nSeisLen floats
+    float* m_pOutP;     // recorded samples of P
+};
 
 class CCalc1D
 {

@@ -14,45 +14,43 @@
 #include "run/OndexApp.h"
 
 // The Ricker wavelet, spanning -2/f..+2/f with its peak at time 0.
-static int MakeRicker(CCalc3D& calc, float fScale)
+static int MakeRicker(CSignal3D& sig, double dt, double& tStart, float fScale)
 {
-    CSignal3D& sig = calc.m_Signal;
     const double f = sig.m_dFreq;
     if (!(f > 0.0) || !std::isfinite(f))
     {
         u_Error("Error! Incorrect signal frequency %g Hz specified!\n", f);
         return -105;
     }
-    calc.m_tStart = -2.0 / f;
-    const double dLen = (0.0 - calc.m_tStart) * 2.0 / calc.m_dt + 1.0;
+    tStart = -2.0 / f;
+    const double dLen = (0.0 - tStart) * 2.0 / dt + 1.0;
     if (!(dLen >= 1.0) || dLen > (double)INT_MAX)
     {
-        u_Error("Error! Unexpected signal length %g..%g.\n", calc.m_tStart, -calc.m_tStart);
+        u_Error("Error! Unexpected signal length %g..%g.\n", tStart, -tStart);
         return -105;
     }
     sig.m_nLen = (int)dLen;
     sig.m_pData = new float[sig.m_nLen];
 
     // t is accumulated, as the time loop accumulates its own clock.
-    double t = calc.m_tStart;
+    double t = tStart;
     for (int i = 0; i < sig.m_nLen; i++)
     {
         const double a = f * M_PI * t;
         const double b = -(a * a);
         const float w = (float)((1.0 + b + b) * exp(b));
         sig.m_pData[i] = w * fScale;
-        t += calc.m_dt;
+        t += dt;
     }
     if (sig.m_t0 != 0.0)
-        calc.m_tStart -= sig.m_t0;
+        tStart -= sig.m_t0;
     return 0;
 }
 
 // A signal from the middle trace of a seismic file, resampled onto the
 // simulation step, its largest sample put at time 0 (or shifted by t0).
-static int LoadSignalFile(CCalc3D& calc, float fScale)
+static int LoadSignalFile(CSignal3D& sig, double dt, double& tStart, float fScale)
 {
-    CSignal3D& sig = calc.m_Signal;
     const char* pszName = sig.m_strFile.c_str();
     CSdsPC file;
     if (!file.OnOpen(pszName, 0, 0, 0, 0))
@@ -71,7 +69,7 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
     const double t0f = file.m_traseParam[0] * 0.001;
     const double t1f = file.m_traseParam[1] * 0.001;
     const double dtf = file.m_traseParam[2] * 0.001;
-    calc.m_tStart = t0f;
+    tStart = t0f;
     if (!std::isfinite(t0f) || !std::isfinite(t1f) || t0f > t1f || fabs(t1f - t0f) > 1.0)
     {
         u_Error("Error! Unexpected signal length %g..%g.\n", t0f, t1f);
@@ -86,7 +84,7 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
         file.Reset();
         return -105;
     }
-    const double dLen = (t1f - t0f) / calc.m_dt;
+    const double dLen = (t1f - t0f) / dt;
     if (dLen > (double)(INT_MAX - 10))
     {
         u_Error("Error! Unexpected signal length %g..%g.\n", t0f, t1f);
@@ -113,7 +111,7 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
     int iMin = 0, iMax = 0, iAbs = 0;
     for (int i = 0; i < sig.m_nLen; i++)
     {
-        const double tau = i * calc.m_dt / dtf;
+        const double tau = i * dt / dtf;
         double v;
         if (tau <= 0.0)
             v = f[0];
@@ -160,12 +158,12 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
 
     // No usable frequency in the job: peak and trough make a third of a period.
     if (sig.m_dFreq < 1.0)
-        sig.m_dFreq = 1.0 / ((std::abs(iMax - iMin) + 1) * calc.m_dt * 3.0);
+        sig.m_dFreq = 1.0 / ((std::abs(iMax - iMin) + 1) * dt * 3.0);
 
     if (sig.m_t0 > 0.0)
-        calc.m_tStart = t0f - sig.m_t0;
+        tStart = t0f - sig.m_t0;
     else
-        calc.m_tStart = -iAbs * calc.m_dt;
+        tStart = -iAbs * dt;
     file.Reset();
 
     while (sig.m_nLen > 0 && fabs((double)sig.m_pData[sig.m_nLen - 1]) < A * 1e-6)
@@ -180,38 +178,40 @@ static int LoadSignalFile(CCalc3D& calc, float fScale)
     return 0;
 }
 
-int CCalc3D::GenerateSignal()
+int GenerateSignalSamples(CSignal3D& sig, double dStep, double dt, double& tStart)
 {
-    m_Signal.Free();
-    if (!(m_dx > 0.0))
+    sig.Free();
+    if (!(dStep > 0.0))
     {
-        u_Error("Error! Incorrect spacial steps dx=dy=dz=%g specified!\n", m_dx);
+        u_Error("Error! Incorrect spacial steps dx=dy=dz=%g specified!\n", dStep);
         return -100;
     }
-    if (!(m_dt > 0.0))
+    if (!(dt > 0.0))
     {
-        u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
+        u_Error("Error! Incorrect time tact dt=%g specified!\n", dt);
         return -101;
     }
 
     // The cell's volume and the step enter the amplitude here, so that the
     // schemes need no further factor.
-    const float fScale = (float)(1e9 * m_dt / (m_dx * m_dx * m_dx));
-    const int nResult = m_Signal.m_strFile.IsEmpty() ? MakeRicker(*this, fScale) : LoadSignalFile(*this, fScale);
+    const float fScale = (float)(1e9 * dt / (dStep * dStep * dStep));
+    const int nResult =
+        sig.m_strFile.IsEmpty() ? MakeRicker(sig, dt, tStart, fScale) : LoadSignalFile(sig, dt, tStart, fScale);
     if (nResult != 0)
         return nResult;
 
-    if (m_pApp->m_bDebug && m_pApp->m_nNode == 1)
+    COndexApp* pApp = sig.m_pApp;
+    if (pApp && pApp->m_bDebug && pApp->m_nNode == 1)
     {
-        CString strName = m_pApp->m_strOutputDir + "signal3d.txt";
+        CString strName = pApp->m_strOutputDir + "signal3d.txt";
         FILE* fp = fopen(strName.c_str(), "w");
         if (fp)
         {
-            double t = m_tStart;
-            for (int i = 0; i < m_Signal.m_nLen; i++)
+            double t = tStart;
+            for (int i = 0; i < sig.m_nLen; i++)
             {
-                fprintf(fp, "%g\t%g\n", t, m_Signal.m_pData[i]);
-                t += m_dt;
+                fprintf(fp, "%g\t%g\n", t, sig.m_pData[i]);
+                t += dt;
             }
             fclose(fp);
         }
@@ -219,4 +219,9 @@ int CCalc3D::GenerateSignal()
             u_Warning("Warning! Unable to write the debug file %s.\n", strName.c_str());
     }
     return 0;
+}
+
+int CCalc3D::GenerateSignal()
+{
+    return GenerateSignalSamples(m_Signal, m_dx, m_dt, m_tStart);
 }

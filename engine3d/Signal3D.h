@@ -34,3 +34,8 @@ public:
     double m_t0;            // [Source] t0: time shift, seconds
     COndexApp* m_pApp;      // the job; not owned
 };
+
+// Fills sig for the time step dt and the grid step dStep (the amplitude is
+// scaled by 1e9 * dt / dStep^3) and sets tStart, the time of step 0. Shared
+// by the 3D and the 1D engines; 0 or the failure code, with its message.
+int GenerateSignalSamples(CSignal3D& sig, double dStep, double dt, double& tStart);
