@@ -1,6 +1,6 @@
 // CCalc3D_OMP: the CPU engine. Object life here; memory, schemes and
-// source/recording live in the Calc3D_OMP_*.cpp files. The elastic and
-// anisotropic schemes are not part of this build: each says so once and
+// source/recording live in the Calc3D_OMP_*.cpp files. The anisotropic
+// schemes are not part of this build: each says so once and
 // answers with a failure, so that no shot is computed by pretence.
 
 #include "cpu/Calc3D_OMP.h"
@@ -52,18 +52,6 @@ CCalc3D_OMP::~CCalc3D_OMP()
         fclose(m_pBigSeis);
         m_pBigSeis = nullptr;
     }
-}
-
-int CCalc3D_OMP::PropagateElaWaveU(int, int, int, int, int, int)
-{
-    OMP_MISSING("The elastic scheme (PropagateElaWaveU)");
-    return -1;
-}
-
-int CCalc3D_OMP::PropagateElaWaveTau(int, int, int, int, int, int)
-{
-    OMP_MISSING("The elastic scheme (PropagateElaWaveTau)");
-    return -1;
 }
 
 int CCalc3D_OMP::PropagateOrtWaveTau(int, int, int, int, int, int)
