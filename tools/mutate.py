@@ -13,6 +13,10 @@ the build folder so that even a killed run is undone by the next one.
   tools/mutate.py --only A B      the faults labelled A and B
   tools/mutate.py --list          the table, with whether each still applies
   tools/mutate.py --build-dir D   another build folder (default: build)
+  tools/mutate.py --compare old_  faults that survive are tried again on the
+                                  programs named old_* (an older suite built
+                                  alongside), to show what a change of the
+                                  suite lost
 
 Standard library only.
 """
@@ -29,84 +33,84 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # label, kind, file, find, replacement, regex, first
 # "regex" patterns are for code that is being reformatted: they match any
-# spacing. "first" names the test programs (a ctest -R pattern) most likely
-# to catch the fault; they run first, and the whole suite only if they pass,
-# so the verdict is the same as for the whole suite, only sooner.
+# spacing. "first" names the test programs (tests/<name>/) most likely to
+# catch the fault; they run first, and the whole suite only if they pass, so
+# the verdict is the same as for the whole suite, only sooner.
 FAULTS = [
     # ---------------------------------------------------------------- files
     dict(label="segy-ns-byte", kind="header byte off by one", file="files/SegyFormat.cpp",
-         find="PutBE16(b + 3220, ns);", repl="PutBE16(b + 3221, ns);", first="test_files"),
+         find="PutBE16(b + 3220, ns);", repl="PutBE16(b + 3221, ns);", first="files"),
     dict(label="swap32-order", kind="swapped byte order", file="files/SegyFormat.cpp",
-         find="    b[0] = b[3];\n    b[3] = t;", repl="    b[0] = b[2];\n    b[2] = t;", first="test_files"),
+         find="    b[0] = b[3];\n    b[3] = t;", repl="    b[0] = b[2];\n    b[2] = t;", first="files"),
     dict(label="ibm-sign", kind="lost sign", file="files/SegyFormat.cpp",
-         find="    return (word & 0x80000000u) ? -f : f;", repl="    return f;", first="test_files"),
+         find="    return (word & 0x80000000u) ? -f : f;", repl="    return f;", first="files"),
     dict(label="sort-shot-keys", kind="catalogue sort", file="files/SdsPC.cpp",
          find="    KEYS4(ka, Bin(p.fSrcX), Bin(p.fSrcY), Bin(p.fRecX), Bin(p.fRecY));\n"
               "    KEYS4(kb, Bin(q.fSrcX), Bin(q.fSrcY), Bin(q.fRecX), Bin(q.fRecY));",
          repl="    KEYS4(ka, Bin(p.fSrcY), Bin(p.fSrcX), Bin(p.fRecX), Bin(p.fRecY));\n"
-              "    KEYS4(kb, Bin(q.fSrcY), Bin(q.fSrcX), Bin(q.fRecX), Bin(q.fRecY));", first="test_files"),
+              "    KEYS4(kb, Bin(q.fSrcY), Bin(q.fSrcX), Bin(q.fRecX), Bin(q.fRecY));", first="files"),
     dict(label="segy-dead-trace", kind="skipped branch", file="files/SdsPC_open.cpp",
          find="if (GetField16(&th, 28) == 2) continue;", repl="if (GetField16(&th, 28) == 3) continue;",
-         first="test_files"),
+         first="files"),
     # --------------------------------------------------------------- survey
     dict(label="survey-min-fields", kind="survey parsing", file="survey/SurveyText.cpp",
          find="    if (n < 6)\n        return true;", repl="    if (n < 3)\n        return true;",
-         first="test_survey|test_run"),
+         first="survey|run"),
     dict(label="survey-message", kind="wrong message text", file="survey/SurveyText.cpp",
          find='"Error! No source points in the survey', repl='"Error! No source point in the survey',
-         first="test_survey|test_run"),
+         first="survey|run"),
     # ------------------------------------------------------------- engine3d
     dict(label="pml-d0", kind="wrong coefficient", file="engine3d/Calc3D_pml.cpp",
-         find="(v * -1.5 * log(R))", repl="(v * -1.0 * log(R))", first="test_engine3d"),
+         find="(v * -1.5 * log(R))", repl="(v * -1.0 * log(R))", first="engine3d"),
     dict(label="pml-half-cell", kind="stencil offset", file="engine3d/Calc3D_pml.cpp",
-         find="((W + 0.5) - k)", repl="((W + 1.5) - k)", first="test_engine3d"),
+         find="((W + 0.5) - k)", repl="((W + 1.5) - k)", first="engine3d"),
     dict(label="model-buoyancy", kind="wrong coefficient", file="engine3d/Calc3D_assembly.cpp",
-         find="pRho[n] = c2 / rho;", repl="pRho[n] = c1 / rho;", first="test_engine3d"),
+         find="pRho[n] = c2 / rho;", repl="pRho[n] = c1 / rho;", first="engine3d"),
     dict(label="sponge-taper", kind="wrong formula", file="engine3d/Calc3D_assembly.cpp",
-         find="exp(-0.18 * d * d * dtf)", repl="exp(-0.18 * d * dtf)", first="test_engine3d"),
+         find="exp(-0.18 * d * d * dtf)", repl="exp(-0.18 * d * dtf)", first="engine3d"),
     dict(label="q-damping", kind="wrong coefficient", file="engine3d/Calc3D_assembly.cpp",
-         find="pow(1.0 - M_PI / q, e)", repl="pow(1.0 - M_PI / q, 2.0 * e)", first="test_engine3d"),
+         find="pow(1.0 - M_PI / q, e)", repl="pow(1.0 - M_PI / q, 2.0 * e)", first="engine3d"),
     dict(label="dx-check", kind="skipped error branch", file="engine3d/Calc3D_validate.cpp",
-         find="    if (!(m_dx > 0.0))", repl="    if (false && !(m_dx > 0.0))", first="test_engine3d"),
+         find="    if (!(m_dx > 0.0))", repl="    if (false && !(m_dx > 0.0))", first="engine3d"),
     dict(label="dt-code", kind="wrong result code", file="engine3d/Calc3D_validate.cpp",
          find='dt=%g specified!\\n", m_dt);\n        return -101;',
-         repl='dt=%g specified!\\n", m_dt);\n        return -100;', first="test_engine3d"),
+         repl='dt=%g specified!\\n", m_dt);\n        return -100;', first="engine3d"),
     dict(label="acoustic-dc-text", kind="wrong message text", file="engine3d/Calc3D_validate.cpp",
          find="Acoustic simulation dies not support double couple",
-         repl="Acoustic simulation does not support double couple", first="test_engine3d"),
+         repl="Acoustic simulation does not support double couple", first="engine3d"),
     dict(label="pml-width-default", kind="wrong default key value", file="engine3d/Calc3D_task.cpp",
-         find="    m_nPML = 21;", repl="    m_nPML = 20;", first="test_engine3d"),
+         find="    m_nPML = 21;", repl="    m_nPML = 20;", first="engine3d"),
     # ----------------------------------------------------- acoustic scheme
     dict(label="src-pressure-sign", kind="lost sign", file="cpu/Calc3D_OMP_source.cpp",
          find="                else\n                    m_pTxx[i] += s;\n                break;",
          repl="                else\n                    m_pTxx[i] -= s;\n                break;",
-         first="test_engine3d|test_cpu"),
+         first="engine3d|cpu"),
     dict(label="rcv-pressure-sign", kind="lost sign", file="cpu/Calc3D_OMP_source.cpp",
-         find="/ 3.0f : m_pTxx[c];", repl="/ 3.0f : -m_pTxx[c];", first="test_engine3d|test_cpu"),
+         find="/ 3.0f : m_pTxx[c];", repl="/ 3.0f : -m_pTxx[c];", first="engine3d|cpu"),
     dict(label="dplus-offset", kind="stencil offset", file="cpu/FDScheme.h", regex=True,
          find=r"(DPlus\s*\([^)]*\)\s*\{[^}]*?kBeta2\s*\*\s*\(\s*f\s*\[\s*i\s*\+\s*)2(\s*\*\s*s\s*\])",
-         repl=r"\g<1>3\g<2>", first="test_engine3d|test_cpu"),
+         repl=r"\g<1>3\g<2>", first="engine3d|cpu"),
     dict(label="cpml-no-memory", kind="skipped PML update", file="cpu/FDScheme.h", regex=True,
          find=r"(Cpml\s*\([^)]*\)\s*\{[^}]*?psi\s*=\s*a\s*\*\s*psi)\s*\+\s*b\s*\*\s*d\b",
-         repl=r"\g<1>", first="test_engine3d|test_cpu"),
+         repl=r"\g<1>", first="engine3d|cpu"),
     # ------------------------------------------------------------------ run
     dict(label="sched-next-shot", kind="scheduler", file="run/Scheduler.cpp",
          find="            send_int(nNext++, nSource, kTagShot);",
-         repl="            send_int(nNext, nSource, kTagShot);", first="test_run"),
+         repl="            send_int(nNext, nSource, kTagShot);", first="run"),
     dict(label="merge-last-shot", kind="merge", file="run/Merge.cpp",
          find="    for (int n = nFirst; n <= nLast; ++n)\n    {\n        CString strName(0, pszPerShot, n);\n"
               "        CSdsPC sds;",
          repl="    for (int n = nFirst; n < nLast; ++n)\n    {\n        CString strName(0, pszPerShot, n);\n"
-              "        CSdsPC sds;", first="test_run"),
+              "        CSdsPC sds;", first="run"),
     dict(label="shotid-conflict", kind="skipped error branch", file="run/ReadTask.cpp",
          find="if (m_bUseShotId && m_bShotsByCoordinates)", repl="if (false && m_bUseShotId && m_bShotsByCoordinates)",
-         first="test_run"),
+         first="run"),
     # ----------------------------------------------------------------- base
     dict(label="rect-inside-edge", kind="off by one", file="base/Types.cpp",
          find="return pt.x >= x0 && pt.x <= x1 && pt.y >= y0 && pt.y <= y1;",
-         repl="return pt.x >= x0 && pt.x < x1 && pt.y >= y0 && pt.y <= y1;", first="test_base|test_survey"),
+         repl="return pt.x >= x0 && pt.x < x1 && pt.y >= y0 && pt.y <= y1;", first="base|survey"),
     dict(label="log-file-name", kind="wrong file name", file="base/Output.cpp",
-         find='"Ondex-%d.log"', repl='"Ondex%d.log"', first="test_base|test_run"),
+         find='"Ondex-%d.log"', repl='"Ondex%d.log"', first="base|run"),
 ]
 
 
@@ -173,10 +177,10 @@ def build(build_dir):
     return r.returncode == 0, r.stdout.decode(errors="replace")
 
 
-def ctest(build_dir, pattern=None):
-    cmd = ["ctest", "--test-dir", build_dir, "-j2", "--stop-on-failure", "--timeout", "300"]
-    if pattern:
-        cmd += ["-R", pattern]
+def ctest(build_dir, prefix, programs=None):
+    # Tests are named <program>.<suite>.<case>, the program test_<folder>.
+    pattern = "^%s(%s)\\." % (prefix, programs) if programs else "^" + prefix
+    cmd = ["ctest", "--test-dir", build_dir, "-j2", "--stop-on-failure", "--timeout", "300", "-R", pattern]
     r = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     text = r.stdout.decode(errors="replace")
     failed = [l.split("-", 1)[-1].strip() for l in text.splitlines() if "***Failed" in l or "***Timeout" in l
@@ -184,7 +188,7 @@ def ctest(build_dir, pattern=None):
     return r.returncode == 0, failed
 
 
-def run_fault(fault, build_dir, restorer):
+def run_fault(fault, build_dir, restorer, prefix, compare):
     rel = fault["file"]
     path = os.path.join(ROOT, rel)
     if not os.path.exists(path):
@@ -202,11 +206,18 @@ def run_fault(fault, build_dir, restorer):
         if not ok:
             return "n/a", "does not compile"
         if fault.get("first"):
-            passed, failed = ctest(build_dir, fault["first"])
+            passed, failed = ctest(build_dir, prefix, fault["first"])
             if not passed:
                 return "caught", ", ".join(failed[:2])
-        passed, failed = ctest(build_dir)
-        return ("survived", "") if passed else ("caught", ", ".join(failed[:2]))
+        passed, failed = ctest(build_dir, prefix)
+        if not passed:
+            return "caught", ", ".join(failed[:2])
+        if compare:
+            passed, failed = ctest(build_dir, compare)
+            if not passed:
+                return "survived", "LOST: caught by %s* (%s)" % (compare, ", ".join(failed[:2]))
+            return "survived", "survives %s* too" % compare
+        return "survived", ""
     finally:
         restorer.restore()
 
@@ -216,6 +227,8 @@ def main():
     ap.add_argument("--only", nargs="+", metavar="LABEL", help="run only these faults")
     ap.add_argument("--list", action="store_true", help="list the faults and whether each applies")
     ap.add_argument("--build-dir", default=os.path.join(ROOT, "build"))
+    ap.add_argument("--prefix", default="test_", help="names of the test programs that form the suite")
+    ap.add_argument("--compare", metavar="PREFIX", help="try faults that survive on these programs too")
     ap.add_argument("--skip-clean-check", action="store_true",
                     help="do not first check that the unchanged product passes the suite")
     a = ap.parse_args()
@@ -250,7 +263,7 @@ def main():
             out(log[-3000:])
             out("Error! The unchanged product does not build.")
             return 1
-        passed, failed = ctest(build_dir)
+        passed, failed = ctest(build_dir, a.prefix)
         if not passed:
             out("Error! The unchanged product fails the suite (%s); no fault can be judged." % ", ".join(failed[:3]))
             return 1
@@ -260,7 +273,7 @@ def main():
     try:
         for f in faults:
             t0 = time.time()
-            verdict, note = run_fault(f, build_dir, restorer)
+            verdict, note = run_fault(f, build_dir, restorer, a.prefix, a.compare)
             results.append((f, verdict, note))
             out("%-18s %-9s %5.0fs  %s" % (f["label"], verdict, time.time() - t0, note))
     except KeyboardInterrupt:
