@@ -253,7 +253,10 @@ def main():
         return 0
 
     # Ctrl-C and kill both go through the finally blocks that restore.
-    signal.signal(signal.SIGTERM, lambda *_: (_ for _ in ()).throw(KeyboardInterrupt()))
+    def on_term(signum, frame):
+        raise KeyboardInterrupt()
+
+    signal.signal(signal.SIGTERM, on_term)
     restorer = Restorer(build_dir)
     restorer.undo_leftover()
 
