@@ -1,18 +1,11 @@
 #include "base/CString.h"
-#include "base_test_util.h"
+#include "common/TestUtil.h"
 
 #include <cstring>
 #include <string>
 
 namespace
 {
-
-bool is_inline(const CString& s)
-{
-    const char* p = s;
-    const char* o = reinterpret_cast<const char*>(&s);
-    return p >= o && p < o + sizeof(CString);
-}
 
 std::string digits(size_t n)
 {
@@ -26,62 +19,11 @@ std::string digits(size_t n)
 
 TEST(CStringTest, SelfTestPassesSilently)
 {
-    basetest::StdoutCapture cap;
+    testutil::StdoutCapture cap;
     bool ok = CString_SelfTest();
     std::string out = cap.Stop();
     EXPECT_TRUE(ok);
     EXPECT_EQ(out, "");
-}
-
-TEST(CStringTest, ReserveRules)
-{
-    CString e;   // a new string is empty and inline
-    EXPECT_EQ(e.GetLength(), 0);
-    EXPECT_EQ(e.GetAllocSize(), 255u);
-    EXPECT_TRUE(is_inline(e));
-    EXPECT_STREQ((const char*)e, "");
-
-    std::string t = digits(255);
-    CString s(t.c_str());
-    EXPECT_EQ(s.GetLength(), 255);
-    EXPECT_EQ(s.GetAllocSize(), 255u);
-    EXPECT_TRUE(is_inline(s));
-
-    s.Reserve(256);
-    EXPECT_EQ(s.GetAllocSize(), 513u);
-    EXPECT_FALSE(is_inline(s));
-    EXPECT_EQ(std::string((const char*)s), t);
-
-    // Growing a heap string keeps the text.
-    s.Reserve(600);
-    EXPECT_EQ(s.GetAllocSize(), 1201u);
-    EXPECT_EQ(std::string((const char*)s), t);
-
-    // Below the capacity and above the length: nothing changes.
-    s.Reserve(400);
-    EXPECT_EQ(s.GetAllocSize(), 1201u);
-    EXPECT_EQ(s.GetLength(), 255);
-
-    // At or below the length: cut to n - 1 characters.
-    s.Reserve(10);
-    EXPECT_EQ(std::string((const char*)s), t.substr(0, 9));
-    s.Reserve(1);
-    EXPECT_TRUE(s.IsEmpty());
-    EXPECT_STREQ((const char*)s, "");
-
-    CString h("hello");
-    h.Reserve(0);
-    EXPECT_TRUE(h.IsEmpty());
-    h = "hello";
-    h.Reserve(5);
-    EXPECT_EQ(h, "hell");
-
-    // Empty returns a heap string to the object.
-    s = t.c_str();
-    s.Empty();
-    EXPECT_EQ(s.GetAllocSize(), 255u);
-    EXPECT_TRUE(is_inline(s));
-    EXPECT_TRUE(s.IsEmpty());
 }
 
 TEST(CStringTest, FormatIntoItself)
@@ -109,28 +51,6 @@ TEST(CStringTest, FormatIntoItself)
     EXPECT_EQ(std::string((const char*)d), u + u);
     d += (const char*)d + 390;
     EXPECT_EQ(std::string((const char*)d), u + u + u.substr(190));
-}
-
-TEST(CStringTest, FormatGrowsAndConstructs)
-{
-    CString s;
-    EXPECT_EQ(s.Format("%0300d", 7), 300);
-    EXPECT_EQ(s.GetLength(), 300);
-    EXPECT_EQ(s.GetAt(299), '7');
-    EXPECT_EQ(s.GetAt(0), '0');
-
-    std::string big(5000, 'q');
-    s.Format("<%s>", big.c_str());
-    EXPECT_EQ(std::string((const char*)s), "<" + big + ">");
-
-    CString c(0, "%d-%s", 42, big.c_str());
-    EXPECT_EQ(c.GetLength(), 5003);
-    EXPECT_EQ(c.Left(3), "42-");
-
-    s = "a";
-    s.AppendFormat("%s", big.c_str());
-    EXPECT_EQ(s.GetLength(), 5001);
-    EXPECT_EQ(s.GetAt(5001), '\0');
 }
 
 TEST(CStringTest, SubstringsTable)
@@ -195,69 +115,6 @@ TEST(CStringTest, FindTable)
     };
     for (const Case& c : cases)
         EXPECT_EQ(c.got, c.expected) << c.what;
-}
-
-TEST(CStringTest, AssignAppendCompare)
-{
-    CString a("text");
-    a = (const char*)nullptr;
-    EXPECT_TRUE(a.IsEmpty());
-
-    a = "abc";
-    a += (const char*)nullptr;
-    a += "";
-    a += CString();
-    EXPECT_EQ(a, "abc");
-    a += 'd';
-    EXPECT_EQ(a, "abcd");
-
-    // Length decides first: a prefix is not equal.
-    EXPECT_TRUE(a != "abc");
-    EXPECT_TRUE(a != "abcde");
-    EXPECT_TRUE(a == CString("abcd"));
-    EXPECT_TRUE("abcd" == a);
-
-    // Equal texts with different capacities compare equal.
-    CString big(digits(400).c_str());
-    big.Reserve(5);
-    EXPECT_EQ(big, "0123");
-    EXPECT_GT(big.GetAllocSize(), 255u);
-    EXPECT_TRUE(big == CString("0123"));
-
-    // A copy of a heap string is independent.
-    CString h(digits(300).c_str());
-    CString k(h);
-    k.SetAt(0, 'X');
-    EXPECT_EQ(h.GetAt(0), '0');
-    EXPECT_EQ(k.GetAt(0), 'X');
-
-    CString sum = CString("ab") + "cd";
-    EXPECT_EQ(sum, "abcd");
-    EXPECT_EQ("x" + sum, "xabcd");
-}
-
-TEST(CStringTest, SetAtAndBuffer)
-{
-    CString s("hello");
-    s.SetAt(1, 'a');
-    EXPECT_EQ(s, "hallo");
-    s.SetAt(2, '\0');
-    EXPECT_EQ(s.GetLength(), 2);
-    EXPECT_EQ(s, "ha");
-    EXPECT_EQ(s.GetAt(2), '\0');
-    EXPECT_EQ(s[1], 'a');
-    EXPECT_EQ(s[size_t(0)], 'h');
-
-    char* p = s.GetBuffer(300);
-    memset(p, 'z', 300);
-    s.ReleaseBuffer(300);
-    EXPECT_EQ(s.GetLength(), 300);
-    EXPECT_LT(300u, s.GetAllocSize());
-
-    p = s.GetBuffer(10);
-    strcpy(p, "short");
-    s.ReleaseBuffer();
-    EXPECT_EQ(s, "short");
 }
 
 TEST(CStringDeathTest, BrokenInvariantsStopWithTheirText)

@@ -1,9 +1,12 @@
 // Small file helpers shared by the test programs.
 #pragma once
 
+#include <fcntl.h>
 #include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -97,6 +100,43 @@ public:
 
 private:
     std::string m_path, m_old;
+};
+
+// Redirects fd 1 into a temporary file until Stop().
+class StdoutCapture
+{
+public:
+    StdoutCapture()
+    {
+        fflush(stdout);
+        char tmpl[] = "/tmp/ondex_stdout_XXXXXX";
+        m_fd = mkstemp(tmpl);
+        m_name = tmpl;
+        m_saved = dup(1);
+        if (m_fd < 0 || m_saved < 0 || dup2(m_fd, 1) < 0)
+            ADD_FAILURE() << "cannot redirect stdout";
+    }
+    ~StdoutCapture() { Stop(); }
+    std::string Stop()
+    {
+        if (m_saved >= 0)
+        {
+            fflush(stdout);
+            dup2(m_saved, 1);
+            close(m_saved);
+            m_saved = -1;
+            m_text = ReadFile(m_name);
+            close(m_fd);
+            unlink(m_name.c_str());
+        }
+        return m_text;
+    }
+
+private:
+    int m_fd = -1;
+    int m_saved = -1;
+    std::string m_name;
+    std::string m_text;
 };
 
 }  // namespace testutil

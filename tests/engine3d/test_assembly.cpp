@@ -10,7 +10,7 @@
 
 #include "FakeEngine.h"
 #include "ModelTestUtil.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {
@@ -94,7 +94,6 @@ struct AssemblyFixture
 // Air columns (model x below 15 m) and rock of two velocities.
 float VpOf(double x, double, double) { return x < 15.0 ? 30.0f : x < 35.0 ? 1800.0f : 2600.0f; }
 float RhoOf(double x, double, double) { return x < 35.0 ? 2100.0f : 2400.0f; }
-float VsOf(double x, double, double) { return x < 35.0 ? 0.0f : 1200.0f; }
 
 TEST(Assembly, AcousticCoefficients)
 {
@@ -129,43 +128,6 @@ TEST(Assembly, AcousticCoefficients)
         EXPECT_EQ((float)exp(-0.18 * (f.N - i) * (f.N - i) * (double)0.001f), f.eng.m_fTaper[i]) << i;
     for (int i = f.N; i < 38; i++)
         EXPECT_EQ(0.0f, f.eng.m_fTaper[i]);
-}
-
-// Method 102: shear modulus where vs > 0; S velocity and density derived
-// from the table when their files are not named.
-TEST(Assembly, ElasticCoefficientsAndDerivedProperties)
-{
-    for (bool bFiles : {true, false})
-    {
-        SCOPED_TRACE(bFiles);
-        AssemblyFixture f(102);
-        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
-        if (bFiles)
-        {
-            f.app.m_strModelSW = f.Cube("vs.sgy", VsOf);
-            f.app.m_strModelD = f.Cube("rho.sgy", RhoOf);
-        }
-        ASSERT_EQ(0, f.eng.InitModel());
-        const double r = 1e-4;
-        for (int x = 0; x < f.NX; x++)
-        {
-            const size_t n = f.Index(x, 5, 6);
-            const double mx = f.ModelX(x);
-            const double v = VpOf(mx, 0, 0);
-            if (v < 100.0)
-            {
-                EXPECT_EQ(0.0f, f.vp[n]);
-                EXPECT_EQ(0.0f, f.rho[n]);
-                EXPECT_EQ(0.0f, f.vs[n]);
-                continue;
-            }
-            const double d = bFiles ? RhoOf(mx, 0, 0) : CCalc3D::GetDensityByPVel(v);
-            const double s = bFiles ? VsOf(mx, 0, 0) : CCalc3D::GetSVelByPVel(v);
-            EXPECT_NEAR(d * v * v * r / 15000.0, f.vp[n], 1e-5 * f.vp[n]) << x;
-            EXPECT_NEAR(r * 15000.0 / d, f.rho[n], 1e-6) << x;
-            EXPECT_NEAR(d * s * s * r / 15000.0, f.vs[n], 1e-5 * f.vp[n]) << x;
-        }
-    }
 }
 
 // Q becomes the per-step factor (1 - pi/Q)^(2 dt f); out of range: 1.
@@ -225,73 +187,7 @@ TEST(Assembly, Refusals)
     }
 }
 
-TEST(Assembly, DebugCubesOfTheCoefficients)
-{
-    AssemblyFixture f(102);
-    f.app.m_bDebug = true;
-    f.app.m_nNode = 0;
-    f.app.m_strOutputDir = (f.dir.path() + "/").c_str();
-    f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
-    ASSERT_EQ(0, f.eng.InitModel());
-    for (const char* name : {"P-Wave Velocity", "Density", "S-Wave Velocity"})
-    {
-        const std::string file = f.dir / (std::string("DebugModel(") + name + ")(0)-calc.sgy");
-        ASSERT_TRUE(FileExists(file)) << file;
-        const auto traces = model_test::ReadGather(file);
-        ASSERT_EQ((size_t)f.NX * f.NY, traces.size());
-    }
-    EXPECT_FALSE(FileExists(f.dir / "DebugModel(Quality)(0)-calc.sgy"));
-    const auto vpCube = model_test::ReadGather(f.dir / "DebugModel(P-Wave Velocity)(0)-calc.sgy");
-    for (int z = 0; z < f.NZ; z++)
-        EXPECT_NEAR(f.vp[f.Index(7, 4, z)], vpCube[4 * f.NX + 7][z], 1e-6 * f.vp[f.Index(7, 4, z)] + 1e-12);
-    // The load wrote its cubes of the velocities too.
-    EXPECT_TRUE(FileExists(f.dir / "DebugModel-1(P-Wave Velocity)(0)-orig.sgy"));
-    EXPECT_TRUE(FileExists(f.dir / "DebugModel-1(Density)(0)-orig.sgy"));
-}
-
 // ---- surfaces ------------------------------------------------------------------
-
-// Column (x, y) from a list of P velocities by depth; density is 10 * vp + z
-// so that the copied cell can be told apart.
-void SetColumn(AssemblyFixture& f, int x, int y, const std::vector<float>& vps)
-{
-    for (int z = 0; z < f.NZ; z++)
-    {
-        f.vp[f.Index(x, y, z)] = vps[z];
-        f.rho[f.Index(x, y, z)] = vps[z] > 0 ? 10.0f * vps[z] + z : 0.0f;
-    }
-}
-
-TEST(Assembly, InvisibleSurfaceContinuesTheFirstRockUpward)
-{
-    AssemblyFixture f(102);
-    //                       z: 0  1  2  3  4     5     6     7     8     9     10    11
-    const std::vector<float> topo = {0, 0, 0, 0, 0, 1500, 1600, 1700, 1800, 1900, 2000, 2100};
-    const std::vector<float> flat = {900, 900, 900, 900, 900, 900, 900, 900, 900, 900, 900, 900};
-    const std::vector<float> air(12, 0.0f);
-    const std::vector<float> last = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2500};   // rock only in the last plane
-    SetColumn(f, 4, 4, topo);
-    SetColumn(f, 5, 4, flat);
-    SetColumn(f, 6, 4, air);
-    SetColumn(f, 7, 4, last);
-    f.vs[f.Index(4, 4, 5)] = 700.0f;
-    ASSERT_EQ(0, f.eng.MakeSurface());
-    for (int z = 0; z < 5; z++)
-    {
-        EXPECT_EQ(1500.0f, f.vp[f.Index(4, 4, z)]) << z;
-        EXPECT_EQ(15005.0f, f.rho[f.Index(4, 4, z)]) << z;
-        EXPECT_EQ(700.0f, f.vs[f.Index(4, 4, z)]) << z;
-    }
-    EXPECT_EQ(1600.0f, f.vp[f.Index(4, 4, 6)]);   // below the surface nothing moves
-    for (int z = 0; z < f.NZ; z++)
-    {
-        EXPECT_EQ(900.0f, f.vp[f.Index(5, 4, z)]);
-        EXPECT_EQ(0.0f, f.vp[f.Index(6, 4, z)]);   // all air: stays empty
-        // The scan stops one plane short of the bottom: rock only there is
-        // not taken up.
-        EXPECT_EQ(z == 11 ? 2500.0f : 0.0f, f.vp[f.Index(7, 4, z)]);
-    }
-}
 
 TEST(Assembly, FreeSurfaceEmptiesTheTopStrip)
 {
@@ -310,34 +206,6 @@ TEST(Assembly, FreeSurfaceEmptiesTheTopStrip)
     }
     EXPECT_EQ(0.0f, f.vp[f.Index(3, 3, 5)]);
     EXPECT_EQ(2000.0f, f.vp[f.Index(3, 3, 6)]);
-}
-
-TEST(Assembly, BottomContinuesTheLastRockDownward)
-{
-    AssemblyFixture f(101);
-    f.WithQ();
-    const std::vector<float> cut = {1500, 1500, 1600, 1700, 1800, 1900, 0, 0, 0, 0, 0, 0};
-    const std::vector<float> gap = {1500, 1500, 1600, 0, 0, 1900, 2000, 0, 0, 0, 0, 0};
-    const std::vector<float> high = {1500, 1500, 1550, 1600, 0, 0, 0, 0, 0, 0, 0, 0};   // last rock at h + 1
-    const std::vector<float> halo = {1500, 1500, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};   // rock in the halo only
-    SetColumn(f, 2, 2, cut);
-    SetColumn(f, 3, 2, gap);
-    SetColumn(f, 4, 2, high);
-    SetColumn(f, 5, 2, halo);
-    f.q[f.Index(2, 2, 5)] = 80.0f;
-    ASSERT_EQ(0, f.eng.MakeSurfaceBottomDistributed());
-    for (int z = 0; z < f.NZ; z++)
-    {
-        EXPECT_EQ(z < 5 ? cut[z] : 1900.0f, f.vp[f.Index(2, 2, z)]) << z;
-        EXPECT_EQ(z < 5 ? 10.0f * cut[z] + z : 19005.0f, f.rho[f.Index(2, 2, z)]) << z;
-        EXPECT_EQ(z < 5 ? 0.0f : 80.0f, f.q[f.Index(2, 2, z)]) << z;
-        // Gaps above the last rock stay.
-        EXPECT_EQ(z < 6 ? gap[z] : 2000.0f, f.vp[f.Index(3, 2, z)]) << z;
-        // Last rock at or above halo + 1: the whole column takes it.
-        EXPECT_EQ(1600.0f, f.vp[f.Index(4, 2, z)]) << z;
-        // The search ends at the halo: nothing found, nothing changed.
-        EXPECT_EQ(halo[z], f.vp[f.Index(5, 2, z)]) << z;
-    }
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 
 #include "FakeEngine.h"
 #include "ModelTestUtil.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {

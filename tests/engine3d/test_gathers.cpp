@@ -13,7 +13,7 @@
 
 #include "FakeEngine.h"
 #include "files/SdsPC.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {
@@ -149,64 +149,6 @@ TEST(Gathers, HeadersAndSamplesWithoutSurveyNumbers)
     EXPECT_EQ("C", f.eng.m_strGrabbed);
 }
 
-// Survey numbers: inline and crossline at 188/192, ids at 12 and 8 where
-// they are >= 0, the shot id of the survey at 16.
-TEST(Gathers, SurveyNumbersRewriteTheHeaders)
-{
-    GatherFixture f(3, 4);
-    f.eng.m_vRcvInline = {11, 12, 13};
-    f.eng.m_vRcvCrossline = {21, 22, 23};
-    f.eng.m_vRcvTraceId = {5, -1, 9};
-    f.eng.m_vRcvFileId = {-1, 40, 41};
-    f.app.m_Survey.m_vShotPoints = {C3DPointR(0, 0, 0), C3DPointR(1, 1, 1)};
-    f.app.m_Survey.m_vShotIds = {900, 901};
-    f.app.m_Survey.m_nActiveShotIndex = 1;
-    f.app.m_Survey.m_nActiveShotId = 77;
-    const std::string name = f.dir / "ids.sgy";
-    ASSERT_EQ(0, f.eng.SaveShotgather(name.c_str(), 'Z'));
-    const std::vector<unsigned char> b = ReadBytes(name);
-    ASSERT_EQ(3600 + 3 * (240 + 16), b.size());
-    const int trace[3] = {5, 2, 9}, file[3] = {7, 40, 41};
-    for (int k = 0; k < 3; k++)
-    {
-        SCOPED_TRACE(k);
-        const size_t h = TraceOffset(k, 4);
-        EXPECT_EQ(file[k], Be32(b, h + 8));
-        EXPECT_EQ(trace[k], Be32(b, h + 12));
-        EXPECT_EQ(901, Be32(b, h + 16));
-        EXPECT_EQ(11 + k, Be32(b, h + 188));
-        EXPECT_EQ(21 + k, Be32(b, h + 192));
-        EXPECT_EQ(k + 1, Be32(b, h + 0));
-        for (int j = 0; j < 4; j++)
-            EXPECT_NEAR(f.eng.m_vSeis[2][j * 3 + k], Ibm(b, h + 240 + 4 * j), 1e-3);
-    }
-}
-
-// Survey ids that do not match the shot list: the active shot id instead.
-// Line numbers with one of the pair at 0 everywhere do not count.
-TEST(Gathers, SourcePointFallsBackToActiveShotId)
-{
-    GatherFixture f(2, 3);
-    f.eng.m_vRcvInline = {3, 4};
-    f.eng.m_vRcvCrossline = {0, 0};
-    f.eng.m_vRcvTraceId = {1, 2};
-    f.app.m_Survey.m_vShotPoints = {C3DPointR(0, 0, 0)};
-    f.app.m_Survey.m_vShotIds.clear();
-    f.app.m_Survey.m_nActiveShotIndex = 0;
-    f.app.m_Survey.m_nActiveShotId = 77;
-    const std::string name = f.dir / "sp.sgy";
-    ASSERT_EQ(0, f.eng.SaveShotgather(name.c_str(), 'X'));
-    const std::vector<unsigned char> b = ReadBytes(name);
-    for (int k = 0; k < 2; k++)
-    {
-        const size_t h = TraceOffset(k, 3);
-        EXPECT_EQ(77, Be32(b, h + 16));
-        EXPECT_EQ(k + 1, Be32(b, h + 12));
-        EXPECT_EQ(k + 1, Be32(b, h + 188));   // the line numbers did not count
-        EXPECT_EQ(k + 1, Be32(b, h + 192));
-    }
-}
-
 TEST(Gathers, FailureCodes)
 {
     GatherFixture f(2, 3);
@@ -225,86 +167,6 @@ TEST(Gathers, FailureCodes)
     std::vector<float> data(2 * 3, 1.0f);
     EXPECT_EQ(-1, f.eng.SaveShotgatherBuf((f.dir / "short.sgy").c_str(), 2, 3, data.data(), vShort, nullptr,
                                           nullptr, nullptr, nullptr));
-}
-
-TEST(Gathers, SaveResultsWritesFourComponentsInOrder)
-{
-    GatherFixture f(2, 3);
-    ASSERT_EQ(0, f.eng.SaveResults());
-    EXPECT_EQ("ZXYC", f.eng.m_strGrabbed);
-    for (const char* c : {"x", "y", "z", "c"})
-    {
-        const std::string name = f.dir / (std::string("salt+Gath3DAPZ") + c + "-7.sgy");
-        EXPECT_TRUE(FileExists(name)) << name;
-    }
-}
-
-TEST(Gathers, SaveResultsStopsAfterAFailedZ)
-{
-    GatherFixture f(2, 3);
-    f.eng.m_vSeis[2].clear();
-    EXPECT_EQ(-1, f.eng.SaveResults());
-    EXPECT_EQ("Z", f.eng.m_strGrabbed);
-    EXPECT_FALSE(FileExists(f.dir / "salt+Gath3DAPZx-7.sgy"));
-
-    // A later failure does not stop the others; the codes are joined.
-    GatherFixture g(2, 3);
-    g.eng.m_vSeis[0].clear();
-    EXPECT_EQ(-1, g.eng.SaveResults());
-    EXPECT_EQ("ZXYC", g.eng.m_strGrabbed);
-    EXPECT_TRUE(FileExists(g.dir / "salt+Gath3DAPZc-7.sgy"));
-}
-
-// Time fields: one trace per (x, y) node of the field, along depth, with the
-// node positions and the shot in the headers.
-TEST(Gathers, TimeFieldsFollowTheGathers)
-{
-    GatherFixture f(2, 3);
-    CCalc3D& e = f.eng;
-    e.m_nx = e.m_ny = e.m_nz = 20;
-    e.m_nTaper = 4;
-    e.m_nHalo = 2;
-    e.m_dx = 10.0;
-    e.m_cubeGrid = CCubeR(-40, -40, -40, 150, 150, 150);   // user area from (0, 0, 0)
-    e.m_nTimeField = 3;
-    e.m_bTimeMerge = true;
-    e.m_nTimeNx = 3;
-    e.m_nTimeNy = 2;
-    e.m_nTimeNz = 4;
-    e.m_dTimeDx = e.m_dTimeDy = e.m_dTimeDz = 20.0;
-    for (int k = 0; k < 2; k++)
-    {
-        f.eng.m_vTime[k].resize(3 * 2 * 4);
-        for (size_t i = 0; i < f.eng.m_vTime[k].size(); i++)
-            f.eng.m_vTime[k][i] = 0.5f * (float)i + k;
-    }
-    ASSERT_EQ(0, f.eng.SaveResults());
-    const std::string name = f.dir / "salt+Time3DAPZ(MaxDiv)-7.sgy";
-    ASSERT_TRUE(FileExists(f.dir / "salt+Time3DAPZ(MaxEnergy)-7.sgy"));
-    ASSERT_TRUE(FileExists(name));
-    const std::vector<unsigned char> b = ReadBytes(name);
-    ASSERT_EQ(3600 + 6 * (240 + 16), b.size());
-    for (int k = 0; k < 6; k++)
-    {
-        SCOPED_TRACE(k);
-        const size_t h = TraceOffset(k, 4);
-        EXPECT_EQ(k + 1, Be32(b, h + 0));
-        EXPECT_EQ(7, Be32(b, h + 8));
-        EXPECT_EQ(20 * (k % 3), Be32(b, h + 80));
-        EXPECT_EQ(20 * (k / 3), Be32(b, h + 84));
-        EXPECT_EQ(0, Be32(b, h + 40));   // top of the field
-        for (int j = 0; j < 4; j++)
-            EXPECT_NEAR(f.eng.m_vTime[1][k + j * 6], Ibm(b, h + 240 + 4 * j), 1e-5);
-    }
-    // A field that the engine does not have: no file, and no failure.
-    GatherFixture g(2, 3);
-    g.eng.m_nTimeNx = 2;
-    g.eng.m_nTimeNy = 2;
-    g.eng.m_nTimeNz = 3;
-    EXPECT_EQ(0, g.eng.SaveTimeField((g.dir / "t.sgy").c_str(), 0));
-    EXPECT_FALSE(FileExists(g.dir / "t.sgy"));
-    g.eng.m_nTimeNx = 0;
-    EXPECT_EQ(-1, g.eng.SaveTimeField((g.dir / "t.sgy").c_str(), 0));
 }
 
 // The same gather read by segyio, an independent SEG-Y reader.

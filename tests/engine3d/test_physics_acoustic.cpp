@@ -34,7 +34,7 @@
 #include <vector>
 
 #include "ModelTestUtil.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {

@@ -149,22 +149,6 @@ TEST(PmlProfile, SlabEndsMatchTheFormula)
             ASSERT_FALSE(std::isnan(f.arrays[a][i])) << "array " << a << " entry " << i;
 }
 
-TEST(PmlProfile, DampingGrowsOutward)
-{
-    PmlFixture f(9, 8, 7);
-    std::fill(f.vp.begin(), f.vp.end(), 3000.0f);
-    ASSERT_EQ(f.eng->InitPMLProfile(), 0);
-    // Outermost cell k = 0 decays fastest; inward A rises toward 1.
-    for (int k = 1; k < f.W; k++)
-    {
-        EXPECT_LT(f.eng->m_pPmlAXMLo[k - 1], f.eng->m_pPmlAXMLo[k]);
-        EXPECT_LT(f.eng->m_pPmlBXMLo[k - 1], f.eng->m_pPmlBXMLo[k]);   // B is negative
-        EXPECT_LT(f.eng->m_pPmlBXMLo[k], 0.0f);
-    }
-    // The half-cell stencil lies further in: less damping.
-    EXPECT_GT(f.eng->m_pPmlAXPLo[0], f.eng->m_pPmlAXMLo[0]);
-}
-
 TEST(PmlProfile, AirColumnHasNoDamping)
 {
     PmlFixture f(9, 8, 7);
@@ -187,74 +171,6 @@ TEST(PmlProfile, AirColumnHasNoDamping)
             // The next cell inward is rock again.
             EXPECT_LT(e.m_pPmlBXMLo[i + 1], 0.0f);
         }
-}
-
-TEST(PmlProfile, LastNodeOfADepthGroupFillsOnlyItsPart)
-{
-    // Whole grid 20 planes; this node holds 14..19 (6 planes, a halo on top).
-    PmlFixture f(9, 8, 6);
-    CFakeEngine& e = *f.eng;
-    e.m_nZ0 = 14;
-    e.m_nZ1 = 19;
-    e.m_nZAll = 20;
-    ASSERT_EQ(e.InitPMLProfile(), 0);
-    const int W = f.W, h = f.h, nx = 9, ny = 8;
-    // Entry k of the bottom slab serves whole-grid plane 20 - h - k - 1,
-    // that is local plane 3 - k.
-    for (int k = 0; k < W; k++)
-        for (int y : {0, ny - 1})
-            for (int x : {0, nx - 1})
-            {
-                const size_t i = ((size_t)k * ny + y) * nx + x;
-                f.Check(e.m_pPmlBZPHi, e.m_pPmlAZPHi, i, f.Velocity(x, y, 3 - k), S1(k, W), "z high D+", k);
-                f.Check(e.m_pPmlBZMHi, e.m_pPmlAZMHi, i, f.Velocity(x, y, 3 - k), S2(k, W), "z high D-", k);
-            }
-    // The top slab lies on another node: untouched here.
-    for (float v : f.arrays[16])
-        ASSERT_TRUE(std::isnan(v));
-    // x slabs cover all local planes.
-    f.Check(e.m_pPmlBXMLo, e.m_pPmlAXMLo, ((size_t)5 * ny + 2) * W + 1, f.Velocity(h + 1, 2, 5), S1(1, W), "x low", 1);
-}
-
-TEST(PmlProfile, FurtherNodeNearTheTopFillsItsPartOfTheTopSlab)
-{
-    // Whole grid 20 planes, h = 2. This node starts at whole plane 3; its
-    // local planes 0..1 are halo, its computed planes begin at whole plane 5.
-    const int ny = 8, nx = 9;
-    {
-        // W = 3: the top slab (whole planes 2..4) lies entirely above.
-        PmlFixture f(nx, ny, 8, 3);
-        f.eng->m_nZ0 = 3;
-        f.eng->m_nZ1 = 10;
-        f.eng->m_nZAll = 20;
-        ASSERT_EQ(f.eng->InitPMLProfile(), 0);
-        for (float v : f.arrays[16])
-            ASSERT_TRUE(std::isnan(v));
-    }
-    // W = 6: entries k = 3..5 serve whole planes 5..7, local planes 2..4,
-    // each filled from its own depth; k = 0..2 belong to the node above.
-    PmlFixture g(nx, ny, 8, 6);
-    CFakeEngine& e = *g.eng;
-    e.m_nZ0 = 3;
-    e.m_nZ1 = 10;
-    e.m_nZAll = 20;
-    ASSERT_EQ(e.InitPMLProfile(), 0);
-    for (int k = 0; k < 6; k++)
-    {
-        const size_t i = ((size_t)k * ny + 1) * nx + 1;
-        if (k < 3)
-        {
-            EXPECT_TRUE(std::isnan(e.m_pPmlAZMLo[i])) << k;
-        }
-        else
-        {
-            g.Check(e.m_pPmlBZMLo, e.m_pPmlAZMLo, i, g.Velocity(1, 1, k - 1), S1(k, 6), "z low D-", k);
-            g.Check(e.m_pPmlBZPLo, e.m_pPmlAZPLo, i, g.Velocity(1, 1, k - 1), S2(k, 6), "z low D+", k);
-        }
-    }
-    // The bottom slab lies on another node as well.
-    for (float v : g.arrays[17])
-        ASSERT_TRUE(std::isnan(v));
 }
 
 TEST(PmlProfile, RefusesArraysThatDoNotFitTheGrid)

@@ -14,7 +14,7 @@
 
 #include "FakeEngine.h"
 #include "files/SdsPC.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {
@@ -158,15 +158,6 @@ TEST(PrepareSource, PointsBecomeCells)
     EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(26, 76, 26));
 }
 
-TEST(PrepareSource, FlagFollowsTheSurfaceType)
-{
-    PrepareFixture f(g_szSurveyByPosition);
-    f.eng->m_nSurfType = 1;
-    ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
-    ASSERT_EQ(f.eng->m_vSources.size(), (size_t)1);
-    EXPECT_EQ(f.eng->m_vSources[0].nFlag, 1);
-}
-
 // Every refusal of a shot names its reason in the system's own words.
 TEST(PrepareSource, FailuresSayWhy)
 {
@@ -222,104 +213,6 @@ TEST(PrepareSource, FailuresSayWhy)
     }
 }
 
-// The shot's header: position with two decimals under a hundredths
-// coordinate scaler, the count of receivers before any is dropped, the
-// points of excitement when there are several, and the time steps.
-TEST(PrepareSource, ShotHeaderLines)
-{
-    const int nCoorSaved = CSdsPC::COOR_SCALER;
-    for (int nScaler : {1, -100})
-    {
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_TRUE(f.loaded);
-        CSdsPC::COOR_SCALER = nScaler;
-        f.eng->m_dMargin = 50;
-        ::testing::internal::CaptureStdout();
-        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, false), 0);
-        const std::string out = ::testing::internal::GetCapturedStdout();
-        const char* pszPos = nScaler < 0 ? "Shot Position    (X,Y,Z): (500.00, 500.00, 0.00), 4 receivers.\n"
-                                         : "Shot Position    (X,Y,Z): (500, 500, 0), 4 receivers.\n";
-        EXPECT_NE(out.find(pszPos), std::string::npos) << out;
-        EXPECT_NE(out.find("Margin                  : 50 m\n"), std::string::npos) << out;
-        EXPECT_NE(out.find("Survey Cube      (X,Y,Z): {100..2000, 500..901, 0..500}\n"), std::string::npos) << out;
-        EXPECT_NE(out.find("Simulation Cube  (X,Y,Z): {50..1000, 450..950, 0..500}\n"), std::string::npos) << out;
-        // y: 901 + 50 snapped down to 950. Time -0.1 .. 1 s by 1 ms: 1100 steps, and one more.
-        EXPECT_NE(out.find("         -0.1 |             1 |         0.001 |  time (1101 steps)\n"),
-                  std::string::npos)
-            << out;
-        EXPECT_EQ(out.find("Points of excitement"), std::string::npos) << out;
-    }
-    CSdsPC::COOR_SCALER = nCoorSaved;
-
-    PrepareFixture g(g_szSurveyById, true);
-    ::testing::internal::CaptureStdout();
-    ASSERT_EQ(g.eng->PrepareSource(10, g.survey, false), 0);
-    const std::string out = ::testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("Points of excitement    : 2\n"), std::string::npos) << out;
-}
-
-TEST(PrepareSource, ShotOnTheHighEdgeLiesInTheLastCell)
-{
-    PrepareFixture f(g_szSurveyByPosition);
-    ASSERT_EQ(f.eng->PrepareSource(4, f.survey, true), 0);
-    // (1005 + 260) / 10 + 0.5 = 127: nx - N, one beyond the user area.
-    EXPECT_EQ(f.eng->m_vSources[0].nIndex, PrepareFixture::Cell(127, 76, 26));
-}
-
-TEST(PrepareSource, MarginAroundAShotAtTheModelEdge)
-{
-    PrepareFixture f(g_szSurveyByPosition);
-    f.eng->m_dMargin = 200;
-    ASSERT_EQ(f.eng->PrepareSource(6, f.survey, false), 0);
-    // Survey 0..100 x 500 grown by 200 and cut by the model; full depth.
-    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(0, 300, 0, 300, 700, 500));
-    EXPECT_EQ(f.eng->m_nx, 30 + 53);
-    EXPECT_EQ(f.eng->m_ny, 40 + 53);
-    EXPECT_EQ(f.eng->m_nz, 50 + 53);
-    // The shot sits on the first cell of the user area.
-    const size_t nx = 83, ny = 93;
-    EXPECT_EQ(f.eng->m_vSources[0].nIndex, (26 * ny + 46) * nx + 26);
-}
-
-TEST(PrepareSource, UnknownShotIdIsSkipped)
-{
-    PrepareFixture f(g_szSurveyById, true);
-    ASSERT_TRUE(f.loaded);
-    ASSERT_EQ(f.survey.GetMinShot(), 10);
-    ASSERT_EQ(f.survey.GetMaxShot(), 30);
-    EXPECT_EQ(f.eng->PrepareSource(20, f.survey, false), -35);
-    EXPECT_EQ(f.eng->PrepareSource(30, f.survey, false), 0);
-}
-
-TEST(PrepareSource, RepeatedCellsKeepTheFirstPoint)
-{
-    for (bool bFaultSlip : {false, true})
-    {
-        PrepareFixture f(g_szSurveyById, true, bFaultSlip);
-        ASSERT_TRUE(f.loaded);
-        CFakeEngine& e = *f.eng;
-        ASSERT_EQ(e.PrepareSource(10, f.survey, false), 0);
-        // 500 and 501 m both round to cell 76; 600 m is cell 86.
-        ASSERT_EQ(e.m_vSources.size(), (size_t)2);
-        EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(76, 76, 26));
-        EXPECT_EQ(e.m_vSources[1].nIndex, PrepareFixture::Cell(86, 76, 26));
-        ASSERT_EQ(e.m_vSrcPoints.size(), (size_t)2);
-        EXPECT_EQ(e.m_vSrcPoints[0], C3DPointR(500, 500, 0));
-        EXPECT_EQ(e.m_vSrcPoints[1], C3DPointR(600, 500, 0));
-        if (bFaultSlip)
-        {
-            ASSERT_EQ(e.m_vSrcTensors.size(), (size_t)2);
-            EXPECT_FLOAT_EQ(e.m_vSrcTensors[0].K11, 1.0f);
-            EXPECT_FLOAT_EQ(e.m_vSrcTensors[1].K11, 3.0f);
-        }
-        // The box spans both cells.
-        EXPECT_EQ(e.m_nBoxX0, 75);
-        EXPECT_EQ(e.m_nBoxX1, 87);
-        EXPECT_EQ(e.m_nBoxY0, 75);
-        EXPECT_EQ(e.m_nBoxY1, 77);
-    }
-}
-
 TEST(PrepareSource, SurveyFailureIsPassedOnAsMinus33)
 {
     PrepareFixture f(g_szSurveyTensorsMissing, true, true);
@@ -353,92 +246,6 @@ TEST(ValidateSurveyShared, PointsComeDownToTheRock)
     EXPECT_EQ(e.m_nTraces, 1);
 }
 
-// The depth of a point that comes down to the rock grows by one step per
-// plane walked, added one at a time: with a step of 0.1 m that differs in
-// the last bits from adding the whole distance at once.
-TEST(ValidateSurveyShared, DepthGrowsStepByStep)
-{
-    COndexApp app;
-    CFakeEngine e(app);
-    e.m_dx = 0.1;
-    e.m_nTaper = 1;
-    e.m_nx = e.m_ny = 1;
-    e.m_nz = 10;
-    std::vector<float> vp(10, 0.0f);
-    std::fill(vp.begin() + 3, vp.end(), 1500.0f);   // rock from plane 3
-    e.m_pVp = vp.data();
-    e.m_nShot = 1;
-    e.m_ptShot = C3DPointR(0, 0, 5.0);
-    e.m_vSources = {C3DShotPoint(1, 0)};
-    e.m_vSrcPoints = {C3DPointR(0, 0, 5.0)};
-    e.m_vRcvCells = {1};
-    e.m_vRcvPoints = {C3DPointR(0, 0, 5.0)};
-    e.m_vRcvInline = {1};
-    e.m_vRcvCrossline = {1};
-    e.m_vRcvTraceId = {-1};
-    e.m_vRcvFileId = {-1};
-    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
-    double z = 5.0;
-    z += 0.1;
-    z += 0.1;
-    ASSERT_NE(z, 5.0 + 2 * 0.1);   // the case is only of use where the two differ
-    EXPECT_EQ(e.m_vSources[0].nIndex, (uint64_t)3);
-    EXPECT_EQ(e.m_vSrcPoints[0].z, z);
-    EXPECT_EQ(e.m_ptShot.z, z);
-    EXPECT_EQ(e.m_vRcvCells[0], (size_t)3);
-    EXPECT_EQ(e.m_vRcvPoints[0].z, z);
-    e.m_pVp = nullptr;
-}
-
-TEST(ValidateSurveyShared, PointsInRockStay)
-{
-    PrepareFixture f(g_szSurveyByPosition);
-    CFakeEngine& e = *f.eng;
-    ASSERT_EQ(e.PrepareSource(1, f.survey, true), 0);
-    f.LoadModel({});
-    std::fill(f.vp.begin(), f.vp.end(), 1500.0f);   // rock everywhere
-    const std::vector<size_t> cells = e.m_vRcvCells;
-    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
-    EXPECT_EQ(e.m_vRcvCells, cells);
-    EXPECT_DOUBLE_EQ(e.m_ptShot.z, 0.0);
-    EXPECT_EQ(e.m_nTraces, 3);
-}
-
-TEST(ValidateSurveyShared, Failures)
-{
-    {
-        // The only source has no rock under it.
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
-        f.LoadModel({{76, 76}});
-        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -103);
-    }
-    {
-        // No receiver finds rock.
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
-        f.LoadModel({{116, 116}, {36, 76}});
-        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -30);
-    }
-    {
-        // Lists out of step.
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
-        f.LoadModel({});
-        f.eng->m_vRcvInline.push_back(5);
-        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
-        f.eng->m_vRcvInline.pop_back();
-        f.eng->m_vSrcPoints.push_back(C3DPointR(1, 1, 1));
-        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
-    }
-    {
-        // No model loaded.
-        PrepareFixture f(g_szSurveyByPosition);
-        ASSERT_EQ(f.eng->PrepareSource(1, f.survey, true), 0);
-        EXPECT_EQ(f.eng->ValidateSurveyGeometryShared(), -200);
-    }
-}
-
 TEST(ValidateSurveyShared, FailuresSayWhy)
 {
     struct
@@ -470,21 +277,6 @@ TEST(ValidateSurveyShared, FailuresSayWhy)
         EXPECT_EQ(r, c.nExpected) << c.pszName;
         EXPECT_NE(out.find(c.pszWords), std::string::npos) << c.pszName << "\n" << out;
     }
-}
-
-TEST(ValidateSurveyShared, DroppedSourceTakesItsTensorAlong)
-{
-    PrepareFixture f(g_szSurveyById, true, true);
-    CFakeEngine& e = *f.eng;
-    ASSERT_EQ(e.PrepareSource(10, f.survey, true), 0);
-    ASSERT_EQ(e.m_vSources.size(), (size_t)2);
-    f.LoadModel({{76, 76}});   // no rock under the first point
-    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
-    ASSERT_EQ(e.m_vSources.size(), (size_t)1);
-    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(86, 76, 30));
-    ASSERT_EQ(e.m_vSrcTensors.size(), (size_t)1);
-    EXPECT_FLOAT_EQ(e.m_vSrcTensors[0].K11, 3.0f);
-    EXPECT_EQ(e.m_vSrcPoints[0], C3DPointR(600, 500, 40));
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "FakeEngine.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {
@@ -76,22 +76,6 @@ TEST(Signal, RickerLengthPeakAndScale)
             EXPECT_EQ(iPeak, (c.nLen - 1) / 2) << c.f;
             EXPECT_NEAR(sig.m_pData[iPeak], c.scale, 1e-5 * c.scale) << c.f;
         }
-    }
-}
-
-TEST(Signal, RickerTimeShift)
-{
-    struct
-    {
-        double t0, tStart;
-    } cases[] = {{0.05, -0.15}, {-0.03, -0.07}, {0.0, -0.1}};
-    for (const auto& c : cases)
-    {
-        SignalFixture s(20, 0.001, 10);
-        s.eng->m_Signal.m_t0 = c.t0;
-        ASSERT_EQ(s.eng->GenerateSignal(), 0);
-        EXPECT_NEAR(s.eng->m_tStart, c.tStart, 1e-12) << c.t0;
-        EXPECT_EQ(s.eng->m_Signal.m_nLen, 201);   // the shape does not change
     }
 }
 
@@ -168,72 +152,6 @@ TEST(SignalFile, CoarserFileIsInterpolated)
     EXPECT_NEAR(sig.m_dFreq, 1.0 / (5 * 0.001 * 3.0), 1e-9);
 }
 
-TEST(SignalFile, FinerFileIsDecimated)
-{
-    TempDir d;
-    const std::string name = d / "fine.sgy";
-    std::vector<float> f;
-    for (int j = 0; j <= 200; j++)
-        f.push_back((float)(j * (200 - j) - 2500));   // -2500 at both ends, 7500 in the middle
-    WriteSignalFile(name, {f}, 500);   // 0.5 ms, the engine steps 1 ms
-
-    SignalFixture s(25.0, 0.001, 10);
-    s.eng->m_Signal.m_strFile = name.c_str();
-    ASSERT_EQ(s.eng->GenerateSignal(), 0);
-    const CSignal3D& sig = s.eng->m_Signal;
-    ASSERT_EQ(sig.m_nLen, 100);   // every second file sample; step 100 reaches the end
-    for (int i = 0; i < sig.m_nLen; i++)
-        EXPECT_NEAR(sig.m_pData[i], f[2 * i] / 7500.0 * 1000.0, 1e-3) << i;
-    EXPECT_NEAR(s.eng->m_tStart, -0.050, 1e-12);
-    EXPECT_DOUBLE_EQ(sig.m_dFreq, 25.0);   // a usable frequency is kept
-
-    // A positive t0 shifts the file's own start instead.
-    SignalFixture t(25.0, 0.001, 10);
-    t.eng->m_Signal.m_strFile = name.c_str();
-    t.eng->m_Signal.m_t0 = 0.005;
-    ASSERT_EQ(t.eng->GenerateSignal(), 0);
-    EXPECT_NEAR(t.eng->m_tStart, -0.005, 1e-12);
-    EXPECT_EQ(t.eng->m_Signal.m_nLen, 100);
-}
-
-TEST(SignalFile, MiddleTraceIsUsed)
-{
-    TempDir d;
-    // 101 samples of 1 ms: a short pulse, then silence.
-    std::vector<float> zero(101, 0.0f), shape = {1, 2, 4, 2, 1};
-    shape.resize(101, 0.0f);
-    struct
-    {
-        std::vector<std::vector<float>> traces;
-        int nExpected;   // GenerateSignal's result
-    } cases[] = {
-        {{shape}, 0},
-        {{zero, shape}, 0},          // two traces: trace 1
-        {{zero, shape, zero}, 0},    // three: trace 1
-        {{shape, zero}, -105},       // trace 1 is silent
-    };
-    int n = 0;
-    for (const auto& c : cases)
-    {
-        const std::string name = d / ("mid" + std::to_string(n++) + ".sgy");
-        WriteSignalFile(name, c.traces, 1000);
-        SignalFixture s(20.0, 0.001, 10);
-        s.eng->m_Signal.m_strFile = name.c_str();
-        EXPECT_EQ(s.eng->GenerateSignal(), c.nExpected) << name;
-        if (c.nExpected == 0)
-        {
-            ASSERT_EQ(s.eng->m_Signal.m_nLen, 5);   // the silence is cut
-            EXPECT_NEAR(s.eng->m_Signal.m_pData[2], 1000.0, 1e-3);
-            EXPECT_NEAR(s.eng->m_Signal.m_pData[0], 250.0, 1e-3);
-        }
-        else
-        {
-            EXPECT_EQ(s.eng->m_Signal.m_pData, nullptr);
-            EXPECT_EQ(s.eng->m_Signal.m_nLen, 0);
-        }
-    }
-}
-
 TEST(SignalFile, Failures)
 {
     TempDir d;
@@ -258,37 +176,6 @@ TEST(SignalFile, Failures)
     out = ::testing::internal::GetCapturedStdout();
     EXPECT_NE(out.find("Error! Unexpected signal length 0..1.196.\n"), std::string::npos) << out;
     EXPECT_EQ(b.eng->m_Signal.m_pData, nullptr);
-}
-
-TEST(Signal, DebugDumpOnlyOnNodeOne)
-{
-    TempDir d;
-    for (int nNode : {0, 1})
-    {
-        SignalFixture s(20.0, 0.001, 10);
-        s.app->m_bDebug = true;
-        s.app->m_nNode = nNode;
-        s.app->m_strOutputDir = (d.path() + "/").c_str();
-        ASSERT_EQ(s.eng->GenerateSignal(), 0);
-        std::ifstream in(d / "signal3d.txt");
-        if (nNode == 0)
-        {
-            EXPECT_FALSE(in.good());
-            continue;
-        }
-        ASSERT_TRUE(in.good());
-        int nLines = 0;
-        double t = 0, v = 0, tFirst = 1;
-        while (in >> t >> v)
-        {
-            if (nLines == 0)
-                tFirst = t;
-            nLines++;
-        }
-        EXPECT_EQ(nLines, 201);
-        EXPECT_NEAR(tFirst, -0.1, 1e-9);
-        EXPECT_NEAR(t, 0.1, 1e-6);
-    }
 }
 
 } // namespace

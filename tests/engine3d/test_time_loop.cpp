@@ -1,9 +1,13 @@
-// The shared-memory time loop driven through a recording fake engine.
+// The shared-memory time loop driven through a recording fake engine: call
+// order, step counts, failures, the source box and the seismogram samples.
 
 #include <gtest/gtest.h>
 #include <mpi.h>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
+#include <vector>
 #include <memory>
 #include <string>
 
@@ -93,21 +97,6 @@ TEST(TimeLoop, CallOrderPerStepForEachMethod)
     }
 }
 
-TEST(TimeLoop, FullBoxLeavesTheHaloOut)
-{
-    LoopFixture f(101, 0.0, 0.0, 0.001);
-    f.eng->m_nHalo = 3;
-    ASSERT_EQ(0, f.eng->CalculateShared());
-    auto u = f.eng->Calls("AcoU");
-    ASSERT_EQ(1u, u.size());
-    EXPECT_EQ(3, u[0].iz0);
-    EXPECT_EQ(3, u[0].iy0);
-    EXPECT_EQ(3, u[0].ix0);
-    EXPECT_EQ(10 - 3 - 1, u[0].iz1);
-    EXPECT_EQ(30 - 3 - 1, u[0].iy1);
-    EXPECT_EQ(20 - 3 - 1, u[0].ix1);
-}
-
 // Step count: trunc((tEnd - tStart) / dt) + 1, the lead-in before 0
 // included; the signal is applied only on steps the run has.
 TEST(TimeLoop, StepCountAndSignalSteps)
@@ -185,26 +174,6 @@ TEST(TimeLoop, ApplySignalAndRecordFailuresStop)
     EXPECT_EQ(1u, g.eng->Calls("AcoU").size());
 }
 
-TEST(TimeLoop, CalculateReportsLoadModelFailure)
-{
-    LoopFixture f(101, 0.0, 1.0, 0.125);
-    f.eng->m_nLoadModel = 1;
-    EXPECT_EQ(-5, f.eng->Calculate());
-    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
-}
-
-TEST(TimeLoop, CalculateStartsTheClockAtTStart)
-{
-    LoopFixture f(101, -0.25, 0.0, 0.125);
-    f.eng->m_tCur = 99.0;          // whatever an earlier shot left
-    f.eng->m_tSnap0 = 0.5;
-    ASSERT_EQ(0, f.eng->Calculate());
-    auto u = f.eng->Calls("AcoU");
-    ASSERT_EQ(3u, u.size());
-    EXPECT_DOUBLE_EQ(-0.25, u[0].tCur);
-    EXPECT_DOUBLE_EQ(0.5, f.eng->m_tSnapNext);
-}
-
 // A terminate message of the boss (tag 41) ends the shot before anything of
 // the step is done, and is left for its owner to receive.
 TEST(TimeLoop, TerminateRequestEndsTheShot)
@@ -233,26 +202,114 @@ TEST(TimeLoop, TerminateRequestEndsTheShot)
     EXPECT_EQ(1, nGot);
 }
 
-// A 2D snapshot is due only on shots whose (number - 1) is a multiple of
-// Every, and only once the loop time reaches the next snapshot time; on all
-// other steps the writer is never entered and the shot runs to its end.
-TEST(TimeLoop, SnapshotNotDueDoesNotInterrupt)
+namespace
+{
+
+struct Loop
+{
+    std::unique_ptr<COndexApp> app;
+    std::unique_ptr<CFakeEngine> eng;
+
+    Loop(int nType, double tStart, int nSteps, double dt, int nx, int ny)
+    {
+        app.reset(new COndexApp());
+        app->m_Type = nType;
+        app->m_t0 = 0.0;
+        app->m_dt = dt;
+        app->m_nFirstPoint = 1;
+        app->m_nLastPoint = 1;
+        eng.reset(new CFakeEngine(*app));
+        eng->m_nShot = 1;
+        eng->m_nx = nx;
+        eng->m_ny = ny;
+        eng->m_nz = 8;
+        eng->m_nHalo = 2;
+        eng->m_dt = dt;
+        eng->m_tStart = tStart;
+        // Half a step short of the next one, so that rounding cannot change the count.
+        eng->m_tEnd = tStart + (nSteps - 0.5) * dt;
+        eng->m_tCur = tStart;
+        eng->m_bSuppressSV = false;
+    }
+};
+
+} // namespace
+
+TEST(SourceBox, NoBoxMeansTheFullRange)
+{
+    Loop f(101, 0.0, 3, 0.0625, 40, 50);
+    f.eng->m_nBoxX0 = 10;
+    f.eng->m_nBoxY0 = 10;
+    f.eng->m_nBoxX1 = 0;   // not positive: no box
+    f.eng->m_nBoxY1 = 12;
+    ASSERT_EQ(0, f.eng->CalculateShared());
+    for (const FakeCall& c : f.eng->Calls("AcoU"))
+    {
+        EXPECT_EQ(2, c.ix0);
+        EXPECT_EQ(37, c.ix1);
+        EXPECT_EQ(2, c.iy0);
+        EXPECT_EQ(47, c.iy1);
+    }
+}
+
+// Seismogram samples lie on the job's own grid t0 + j * dtRec; sample j is
+// taken at the end of the first step whose end time has reached it, at most
+// one per step. Computed here in closed form for each sample.
+TEST(Seismogram, SampleTimesOnACoarserRecordGrid)
 {
     struct Case
     {
-        int nEvery, nShot;
-        double tSnapNext;
-    } cases[] = {{0, 1, 0.0}, {2, 2, 0.0}, {2, 4, 0.0}, {3, 3, 0.0}, {1, 1, 100.0}, {2, 3, 100.0}};
+        double tStart, dt, t0, dtRec;
+        int nSteps;
+    } cases[] = {
+        {-0.0625, 0.001, 0.0, 0.004, 400},     // record grid 4x the step grid
+        {0.0004, 0.0015, 0.0, 0.002, 300},     // not a multiple of the step, never a tie
+        {-0.03125, 0.0009765625, -0.05, 0.0029296875, 200},   // t0 before tStart: catching up
+        {0.0, 0.002, 0.0, 0.002, 100},         // the same grid
+    };
     for (const Case& c : cases)
     {
-        SCOPED_TRACE(c.nEvery * 100 + c.nShot);
-        LoopFixture f(101, 0.0, 0.5, 0.125);
-        f.app->m_nLastPoint = 5;
-        f.eng->m_nShot = c.nShot;
-        f.eng->m_nSnapEvery = c.nEvery;
-        f.eng->m_tSnapNext = c.tSnapNext;
-        EXPECT_EQ(0, f.eng->CalculateShared());
-        EXPECT_EQ(5u, f.eng->Calls("AcoU").size());
-        EXPECT_EQ(c.tSnapNext, f.eng->m_tSnapNext);
+        SCOPED_TRACE(c.dtRec);
+        Loop f(101, c.tStart, c.nSteps, c.dt, 20, 20);
+        f.app->m_t0 = c.t0;
+        f.app->m_dt = c.dtRec;
+        ASSERT_EQ(0, f.eng->CalculateShared());
+        auto rec = f.eng->Calls("Record");
+
+        // Expected step of each sample: end of step i is tStart + (i + 1) * dt.
+        std::vector<int> vExpected;
+        int nPrev = -1;
+        for (int j = 0;; j++)
+        {
+            double tSample = c.t0 + j * c.dtRec;
+            int i = (int)std::ceil((tSample - c.tStart) / c.dt - 1.0 - 1e-9);
+            i = std::max(i, nPrev + 1);
+            if (i >= c.nSteps)
+                break;
+            vExpected.push_back(i);
+            nPrev = i;
+        }
+        ASSERT_EQ(vExpected.size(), rec.size());
+        for (size_t k = 0; k < rec.size(); k++)
+            EXPECT_EQ(vExpected[k], rec[k].nStep) << "sample " << k;
     }
+}
+
+// A record end so far beyond the time step that the step count leaves the
+// int range is refused instead of running no step at all.
+TEST(StepCount, BeyondTheIntRangeIsRefused)
+{
+    Loop f(101, 0.0, 1, 0.001, 20, 20);
+    f.eng->m_tEnd = 1.0e12;
+    EXPECT_EQ(-101, f.eng->CalculateShared());
+    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
+
+    // The largest count that fits still runs (stopped here by a failing
+    // first step, so as not to run two billion steps).
+    Loop g(101, 0.0, 1, 1.0, 20, 20);
+    g.eng->m_tEnd = (double)INT_MAX - 1.0;
+    g.eng->m_nFailStep = 0;
+    g.eng->m_nFailCode = -7;
+    EXPECT_EQ(-7, g.eng->CalculateShared());
+    EXPECT_EQ(1u, g.eng->Calls("AcoU").size());
 }

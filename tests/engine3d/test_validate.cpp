@@ -11,7 +11,7 @@
 
 #include "FakeEngine.h"
 #include "files/SdsPC.h"
-#include "files/sdspc_testutil.h"
+#include "files/files_test_util.h"
 
 namespace
 {
@@ -81,15 +81,6 @@ TEST(ShotGrid, CellCountsOnAndOffTheStep)
     }
 }
 
-TEST(ShotGrid, RecordRangeAndSeismogramLength)
-{
-    GridFixture f;
-    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
-    EXPECT_DOUBLE_EQ(f.eng->m_tEnd, 1.0);
-    EXPECT_EQ(f.eng->m_nSeisLen, (size_t)501);   // 0..1 s every 2 ms
-    EXPECT_EQ(f.eng->m_nSeisPos, (size_t)0);
-}
-
 TEST(ShotGrid, MarginCutsOnlyXAndY)
 {
     GridFixture f;
@@ -113,14 +104,6 @@ TEST(ShotGrid, MarginCutsOnlyXAndY)
     // A survey beside the model does not meet it.
     f.eng->m_cubeSurvey = CCubeR(3000, 3000, 0, 3100, 3100, 0);
     EXPECT_EQ(f.eng->BuildShotGrid(), -30);
-}
-
-TEST(ShotGrid, NoMarginKeepsTheModelWithoutOpeningTheFile)
-{
-    GridFixture f;   // the P velocity file does not exist
-    f.eng->m_cubeSurvey = CCubeR(5000, 5000, 0, 5000, 5000, 0);   // not even inside
-    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
-    EXPECT_EQ(f.eng->m_cubeSim, CCubeR(0, 0, 0, 1000, 1000, 500));
 }
 
 TEST(ShotGrid, BadStepsAndRecordRange)
@@ -150,20 +133,6 @@ TEST(ShotGrid, BadStepsAndRecordRange)
     }
 }
 
-TEST(ShotGrid, TimeFieldNeverFinerThanTheGrid)
-{
-    GridFixture f;
-    f.eng->m_nTimeField = 1;
-    f.eng->m_dTimeDx = 5.0;    // finer than dx: raised to 10
-    f.eng->m_dTimeDy = 40.0;
-    f.eng->m_dTimeDz = 30.0;
-    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
-    EXPECT_DOUBLE_EQ(f.eng->m_dTimeDx, 10.0);
-    EXPECT_EQ(f.eng->m_nTimeNx, 101);
-    EXPECT_EQ(f.eng->m_nTimeNy, 26);
-    EXPECT_EQ(f.eng->m_nTimeNz, 17);   // 500 / 30 = 16.7
-}
-
 // A 2 x 2 P velocity file: traces at x 1000, 1025 and y 200, 250; 31
 // samples every 2 units from 0.
 static void WriteVelocityFile(const std::string& name)
@@ -179,37 +148,6 @@ static void WriteVelocityFile(const std::string& name)
     ASSERT_TRUE(sdspc_test::WriteBytes(name, sdspc_test::BuildSgy(s)));
 }
 
-TEST(ShotGrid, ModelCubeCompletedFromTheVelocityFile)
-{
-    TempDir d;
-    const std::string name = d / "vp.sgy";
-    WriteVelocityFile(name);
-    {
-        CSdsPC probe;
-        ASSERT_TRUE(probe.OnOpen(name.c_str())) << "the file object cannot read the test file";
-    }
-
-    GridFixture f;
-    f.app->m_strModelPW = name.c_str();
-    f.eng->m_dx = 5.0;
-    f.eng->m_cubeModel = CCubeR();
-    f.eng->m_cubeModel.z0 = 10.0;   // only Z0 given: it stays
-    f.eng->m_cubeSurvey = CCubeR(1010, 210, 0, 1010, 210, 0);
-    ASSERT_EQ(f.eng->BuildShotGrid(), 0);
-    EXPECT_EQ(f.eng->m_cubeModel, CCubeR(1000, 200, 10, 1025, 250, 60));
-    EXPECT_EQ(f.eng->m_nx, 5 + 53);
-    EXPECT_EQ(f.eng->m_ny, 10 + 53);
-    EXPECT_EQ(f.eng->m_nz, 10 + 53);
-
-    // The filled cube stays: the next shot does not need the file.
-    f.app->m_strModelPW = (d / "gone.sgy").c_str();
-    EXPECT_EQ(f.eng->BuildShotGrid(), 0);
-
-    GridFixture g;
-    g.eng->m_cubeModel = CCubeR();
-    EXPECT_EQ(g.eng->BuildShotGrid(), -3);
-}
-
 // A grid of 5 x 4 x 3 cells of 10 m from the origin.
 static void SmallGrid(CFakeEngine& e)
 {
@@ -218,75 +156,6 @@ static void SmallGrid(CFakeEngine& e)
     e.m_nx = 5;
     e.m_ny = 4;
     e.m_nz = 3;
-}
-
-TEST(ShotGrid, GetPtShiftRoundsToTheNearestCell)
-{
-    GridFixture f;
-    SmallGrid(*f.eng);
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    struct
-    {
-        double x, y, z;
-        size_t nExpected;
-    } cases[] = {
-        {0, 0, 0, 0},            // first cell: 0, like an error
-        {4.99, 0, 0, 0},
-        {5.0, 0, 0, 1},          // half way goes up
-        {14.99, 0, 0, 1},
-        {15.0, 0, 0, 2},
-        {10, 10, 10, (1 * 4 + 1) * 5 + 1},
-        {40, 30, 20, 59},        // last cell
-        {44.9, 34.9, 24.9, 59},
-        {40, 30, 25, 0},         // a plane beyond the grid
-        {-4, 10, 0, 5},          // rounds to cell 0 of the row
-        {-16, 10, 0, 0},         // a negative cell
-        {10, -16, 0, 0},
-        {nan, 0, 0, 0},
-        {1e300, 0, 0, 0},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(f.eng->GetPtShift(C3DPointR(c.x, c.y, c.z)), c.nExpected) << c.x << "," << c.y << "," << c.z;
-}
-
-TEST(ShotGrid, UserAreasAloneAndInADepthGroup)
-{
-    GridFixture f;
-    CFakeEngine& e = *f.eng;
-    e.m_dx = 10.0;
-    e.m_nTaper = 26;
-    e.m_nHalo = 2;
-    e.m_nx = 60;
-    e.m_ny = 70;
-    e.m_nz = 80;
-    e.m_cubeGrid = CCubeR(-260, -260, -260, 330, 430, 530);
-
-    struct
-    {
-        int nGroupSize, nRank;
-        double z0, z1;
-        int iz0, iz1;
-    } cases[] = {
-        {0, 0, 0, 270, 26, 53},    // alone
-        {1, 0, 0, 270, 26, 53},
-        {3, 0, 0, 510, 26, 77},    // first: full strip on top, halo below
-        {3, 1, -240, 510, 2, 77},  // middle: halos on both sides
-        {3, 2, -240, 270, 2, 53},  // last: halo on top, full strip below
-    };
-    for (const auto& c : cases)
-    {
-        f.app->m_nGroupSize = c.nGroupSize;
-        f.app->m_nGroupRank = c.nRank;
-        const CCubeR r = e.GetRealUserArea();
-        EXPECT_DOUBLE_EQ(r.x0, 0);
-        EXPECT_DOUBLE_EQ(r.x1, 70);
-        EXPECT_DOUBLE_EQ(r.y0, 0);
-        EXPECT_DOUBLE_EQ(r.y1, 170);
-        EXPECT_DOUBLE_EQ(r.z0, c.z0) << c.nGroupSize << "/" << c.nRank;
-        EXPECT_DOUBLE_EQ(r.z1, c.z1) << c.nGroupSize << "/" << c.nRank;
-        const CCubeN n = e.GetSampleUserArea();
-        EXPECT_EQ(n, CCubeN(c.iz0, 26, 26, c.iz1, 43, 33)) << c.nGroupSize << "/" << c.nRank;
-    }
 }
 
 // Rock (Vp 2000) from plane 30 down, air above; column x = 30 has no rock
@@ -349,20 +218,6 @@ TEST(ShotGrid, ValidateTracePointBoundsAndTheWalkToRock)
     }
 }
 
-// A grid so far down that one step is below the resolution of the depth:
-// the walk through a column of air must still end.
-TEST(ShotGrid, ValidateTracePointWalkEndsWhereTheStepIsLost)
-{
-    TracePointFixture f;
-    CFakeEngine& e = *f.eng;
-    e.m_dx = 1.0;
-    const double zTop = 1e17;   // doubles here are 16 apart: z + 1 == z
-    e.m_cubeGrid = CCubeR(-26, -26, zTop - 26, 33, 33, zTop + 43);
-    C3DPointR pt(4, 4, zTop);   // x = 4 is cell 30, the column without rock
-    ASSERT_EQ(pt.z + e.m_dx, pt.z);
-    EXPECT_EQ(e.ValidateTracePoint(pt), -1);
-}
-
 struct CommonFixture
 {
     std::unique_ptr<COndexApp> app;
@@ -378,18 +233,6 @@ struct CommonFixture
         eng->m_nSurfType = nSurfType;
     }
 };
-
-TEST(ValidateCommon, AcousticRefusesDirectedSources)
-{
-    for (int nType = 0; nType <= 12; nType++)
-    {
-        CommonFixture f(101, nType, 1);
-        const bool bAllowed = nType <= 3 || nType == 7;
-        EXPECT_EQ(f.eng->ValidateCommon(), bAllowed ? 0 : -108) << "type " << nType;
-        CommonFixture g(102, nType, 1);
-        EXPECT_EQ(g.eng->ValidateCommon(), 0) << "elastic, type " << nType;
-    }
-}
 
 TEST(ValidateCommon, RefusalsAndSettingsInTheirWords)
 {
@@ -433,66 +276,6 @@ TEST(ValidateCommon, RefusalsAndSettingsInTheirWords)
     EXPECT_NE(out.find("Generate Time Field:         Yes (20,30,40): max energy, max divergence\n"),
               std::string::npos)
         << out;
-}
-
-TEST(ValidateCommon, SuppressSVAndTheHardSource)
-{
-    struct
-    {
-        int nMethod, nType, nSurf;
-        bool bFile;
-        int nSignal;
-        bool bSuppressAfter;
-        int nTypeAfter;
-    } cases[] = {
-        {102, 0, 0, false, 0, false, 0},   // omnidirectional, invisible surface: no suppression
-        {103, 0, 0, false, 0, false, 0},
-        {102, 0, 1, false, 0, true, 0},    // free surface keeps it
-        {102, 3, 0, false, 0, true, 3},    // directed source keeps it
-        {101, 0, 0, false, 0, true, 7},    // plain acoustic Ricker: hard source
-        {101, 0, 1, false, 0, true, 0},
-        {101, 0, 0, true, 0, true, 0},     // a signal file: not hard
-        {101, 0, 0, false, 1, true, 0},
-        {101, 3, 0, false, 0, true, 3},
-    };
-    for (const auto& c : cases)
-    {
-        CommonFixture f(c.nMethod, c.nType, c.nSurf);
-        if (c.bFile)
-            f.eng->m_Signal.m_strFile = "wavelet.sgy";
-        f.eng->m_Signal.m_nSignal = c.nSignal;
-        ASSERT_EQ(f.eng->ValidateCommon(), 0);
-        EXPECT_EQ(f.eng->m_bSuppressSV, c.bSuppressAfter) << c.nMethod << " " << c.nType << " " << c.nSurf;
-        EXPECT_EQ(f.eng->m_nSourceType, c.nTypeAfter) << c.nMethod << " " << c.nType << " " << c.nSurf;
-    }
-}
-
-TEST(ValidateCommon, OutputScalers)
-{
-    struct
-    {
-        double dx, dtSeis;
-        int nCoor, nElev;
-    } cases[] = {
-        {10.0, 0.002, 1, 1},
-        {1.0, 0.004, 1, 1},
-        {0.5, 0.002, -100, 1},
-        {10.0, 0.0005, 1, -100},
-        {10.0, (double)0.001f, 1, 1},   // the float millisecond itself
-        {0.99, 0.0009, -100, -100},
-    };
-    const int nCoorSaved = CSdsPC::COOR_SCALER, nElevSaved = CSdsPC::ELEV_SCALER;
-    for (const auto& c : cases)
-    {
-        CommonFixture f(102, 1);
-        f.eng->m_dx = c.dx;
-        f.app->m_dt = c.dtSeis;
-        ASSERT_EQ(f.eng->ValidateCommon(), 0);
-        EXPECT_EQ(CSdsPC::COOR_SCALER, c.nCoor) << c.dx;
-        EXPECT_EQ(CSdsPC::ELEV_SCALER, c.nElev) << c.dtSeis;
-    }
-    CSdsPC::COOR_SCALER = nCoorSaved;
-    CSdsPC::ELEV_SCALER = nElevSaved;
 }
 
 } // namespace

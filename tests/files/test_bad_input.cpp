@@ -5,7 +5,7 @@
 #include <random>
 
 #include "files/SdsPC.h"
-#include "sdspc_testutil.h"
+#include "files_test_util.h"
 
 using namespace sdspc_test;
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "files/SdsPC.h"
-#include "sdspc_testutil.h"
+#include "files_test_util.h"
 
 using namespace sdspc_test;
 
@@ -85,14 +85,6 @@ TEST(SdsPCCatalogue, WrittenAndTrusted)
     EXPECT_FALSE(f.SetInfoHeaderFromFile(c.name.c_str(), 0));
 }
 
-TEST(SdsPCCatalogue, SetInfoHeaderWithoutCatalogue)
-{
-    TempDir d;
-    CSdsPC f;
-    EXPECT_FALSE(f.SetInfoHeaderFromFile((d / "x.sgy").c_str(), 1));
-    EXPECT_FALSE(FileExists(d / "x.sgy.cr2"));
-}
-
 TEST(SdsPCCatalogue, RejectionReasons)
 {
     struct Edit {
@@ -129,123 +121,6 @@ TEST(SdsPCCatalogue, RejectionReasons)
         ASSERT_TRUE(WriteBytes(c.Cr2(), b));
         EXPECT_FALSE(c.OpensFromCatalogue()) << e.label;
     }
-}
-
-TEST(SdsPCCatalogue, DataFileChangedMakesItStale)
-{
-    CatFixture c;
-    c.WriteCatalogue();
-    ASSERT_TRUE(c.OpensFromCatalogue());
-    auto data = ReadBytes(c.name);
-    data.resize(data.size() + 17, 0);
-    ASSERT_TRUE(WriteBytes(c.name, data));
-    EXPECT_FALSE(c.OpensFromCatalogue());
-}
-
-TEST(SdsPCCatalogue, OptionalTailMayBeMissing)
-{
-    for (size_t keep : {kAfterEntries + 12, kAfterEntries + 12 + 8, kAfterEntries + 12 + 9, kFullSize - 10}) {
-        CatFixture c;
-        c.WriteCatalogue();
-        auto b = ReadBytes(c.Cr2());
-        b.resize(keep);
-        ASSERT_TRUE(WriteBytes(c.Cr2(), b));
-        CSdsPC f;
-        ASSERT_TRUE(f.OnOpen(c.name.c_str()));
-        EXPECT_FLOAT_EQ(f.m_pSR[0].fRecX, 777.0f) << keep;
-        EXPECT_EQ(f.m_bFoot, 0) << keep;  // a file ending before the flag means metres
-    }
-}
-
-TEST(SdsPCCatalogue, FootFlagConvertsOnLoad)
-{
-    CatFixture c;
-    c.WriteCatalogue();
-    CSdsPC::bFOOT = 1;  // the system works in feet; the catalogue holds metres
-    CSdsPC f;
-    bool ok = f.OnOpen(c.name.c_str());
-    CSdsPC::bFOOT = 0;
-    ASSERT_TRUE(ok);
-    EXPECT_NEAR(f.m_pSR[1].fRecX, 10.0 * 3.2808399, 1e-4);
-    EXPECT_NEAR(f.m_traseXY[1], 30.0 * 3.2808399, 1e-9);
-}
-
-// A VMG catalogue written without component letters is refreshed from the
-// frame header on the next open, and written again.
-TEST(SdsPCCatalogue, VmgRefresh)
-{
-    TempDir d;
-    std::string name = d / "snap.vmg";
-    ASSERT_TRUE(WriteBytes(name, BuildVmgFrame(5, 8, 0.0f, 40.0f, 0.0f, 0.7f, "XTZY", 1, 0,
-                                               [](int c, int i) { return c * i; }, "XZ")));
-    {
-        CSdsPC f;
-        ASSERT_TRUE(f.OnOpen(name.c_str()));
-        EXPECT_EQ(f.m_arComponents[0], 'X');
-        memset(f.m_arComponents, 0, 8);
-        ASSERT_TRUE(f.SetInfoHeaderFromFile(name.c_str(), 1));
-    }
-    const size_t compOff = kCatalogue + 44 * 5 + 4 + 8;
-    auto before = ReadBytes(name + ".cr2");
-    ASSERT_GT(before.size(), compOff + 2);
-    EXPECT_EQ(before[compOff], 0);
-
-    CSdsPC g;
-    ASSERT_TRUE(g.OnOpen(name.c_str()));
-    EXPECT_EQ(g.m_bCatalogue, 1);
-    EXPECT_EQ(g.m_arComponents[0], 'X');
-    EXPECT_EQ(g.m_arComponents[1], 'Z');
-    EXPECT_EQ(g.m_arComponents[2], 0);
-    auto after = ReadBytes(name + ".cr2");
-    ASSERT_GT(after.size(), compOff + 2);
-    EXPECT_EQ(after[compOff], 'X');
-    EXPECT_EQ(after[compOff + 1], 'Z');
-}
-
-TEST(SdsPCCatalogue, SetPsrAndTraceParam)
-{
-    CatFixture c;
-    CSdsPC f;
-    SDS_TRACEINFO e;
-    EXPECT_FALSE(f.Set_pSR(0, &e));
-    ASSERT_TRUE(f.OnOpen(c.name.c_str()));
-    ASSERT_TRUE(f.Set_pSR(3, &e));
-    EXPECT_FLOAT_EQ(e.fRecX, 30.0f);
-    EXPECT_TRUE(f.Set_pSR(3, nullptr));
-    EXPECT_FALSE(f.Set_pSR(4, &e));
-    EXPECT_FALSE(f.Set_pSR(-1, &e));
-    double tp[3];
-    EXPECT_TRUE(f.GetTraceParam(tp));
-    EXPECT_DOUBLE_EQ(tp[2], 2.0);
-    EXPECT_EQ(f.GetTraceInfoAll(), f.m_pSR);
-}
-
-TEST(SdsPCCatalogue, RotateAndGridSnap)
-{
-    CatFixture c;
-    CSdsPC::bRotate = true;
-    CSdsPC::rX00 = 10;
-    CSdsPC::rY00 = 0;
-    CSdsPC::rXx0 = 10;  // X axis along the old +Y
-    CSdsPC::rYx0 = 5;
-    CSdsPC f;
-    bool ok = f.OnOpen(c.name.c_str());
-    CSdsPC::bRotate = false;
-    CSdsPC::rX00 = 0;
-    CSdsPC::rXx0 = 1;
-    CSdsPC::rYx0 = 0;
-    ASSERT_TRUE(ok);
-    // (30, 0) relative (20, 0): x' = c*20 + s*0 = 0, y' = c*0 - s*20 = -20
-    EXPECT_NEAR(f.m_pSR[3].fRecX, 0.0, 1e-5);
-    EXPECT_NEAR(f.m_pSR[3].fRecY, -20.0, 1e-5);
-
-    CSdsPC::nGridStep = 25;
-    CSdsPC g;
-    ok = g.OnOpen(c.name.c_str());
-    CSdsPC::nGridStep = 0;
-    ASSERT_TRUE(ok);
-    const float expect[] = {0, 0, 25, 25};  // 0, 10, 20, 30 snapped to 25 m
-    for (int k = 0; k < 4; k++) EXPECT_FLOAT_EQ(g.m_pSR[k].fRecX, expect[k]) << k;
 }
 
 TEST(SdsPCCatalogue, Orderings)
@@ -286,30 +161,4 @@ TEST(SdsPCCatalogue, Orderings)
     EXPECT_FLOAT_EQ(p[1]->fSrcX, 2);
     EXPECT_FLOAT_EQ(p[2]->fSrcY, 7);
     EXPECT_FLOAT_EQ(p[3]->fSrcY, 5);
-}
-
-// The selected letter from a catalogue stays when the file holds it, and is
-// replaced by the first letter of the file when it does not.
-TEST(SdsPCCatalogue, ComponentLetterSettles)
-{
-    TempDir d;
-    std::string name = d / "c.vmg";
-    ASSERT_TRUE(WriteBytes(name, BuildVmgFrame(4, 5, 0.0f, 30.0f, 0.0f, 0.4f, "XTZY", 1, 0,
-                                               [](int c, int i) { return c + i; }, "PQ")));
-    {
-        CSdsPC f;
-        ASSERT_TRUE(f.OnOpen(name.c_str()));
-        ASSERT_TRUE(f.SetInfoHeaderFromFile(name.c_str(), 1));
-    }
-    const size_t cOff = kCatalogue + 44 * 4 + 4 + 8 + 8;
-    for (char stored : {'Q', 'Z'}) {
-        auto b = ReadBytes(name + ".cr2");
-        ASSERT_GT(b.size(), cOff);
-        b[cOff] = (unsigned char)stored;
-        ASSERT_TRUE(WriteBytes(name + ".cr2", b));
-        CSdsPC g;
-        ASSERT_TRUE(g.OnOpen(name.c_str()));
-        EXPECT_EQ(g.m_bCatalogue, 1);
-        EXPECT_EQ(g.m_cComponent, stored == 'Q' ? 'Q' : 'P');
-    }
 }

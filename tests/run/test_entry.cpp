@@ -126,41 +126,6 @@ TEST_F(Entry, ShotsBeyondTheFilesAreSkipped)
     EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
 }
 
-TEST_F(Entry, ThreeArgumentsLeaveTheShotsToTheJob)
-{
-    // With "x 5" only, argc is 3: no shots from the command line, and the job
-    // has none either, so the merge covers shot 0 to 0.
-    WriteFile("runtask.ini", kMergeJob);
-    WriteShotFiles(5, 5, 1);
-    EXPECT_EQ(Run(kProgram + " x 5"), 0) << m_out;
-    const std::string data = ReadFile(m_merged.c_str());
-    EXPECT_EQ(data.size(), 3600u) << "shot 5 is not part of the range";
-}
-
-TEST_F(Entry, SeveralProcessesSkipDeviceCountDetection)
-{
-    if (system("command -v mpiexec > /dev/null 2>&1") != 0)
-        GTEST_SKIP() << "no mpiexec";
-    WriteFile("runtask.ini", std::string(kMergeJob) + "[MPI]\nSkip Device Count Detection = 1\n");
-    WriteShotFiles(1, 2, 1);
-    EXPECT_EQ(Run("mpiexec -n 3 " + kProgram + " x 1 2"), 0) << m_out;
-    // Only world rank 0 prints the end, and the console shows node 0 alone.
-    EXPECT_EQ(m_out.find("The program has finised with result 0.\n"), m_out.rfind("The program has finised"))
-        << m_out;
-    EXPECT_NE(m_out.find("{0}: "), std::string::npos);
-    EXPECT_EQ(m_out.find("{1}: "), std::string::npos);
-    EXPECT_EQ(m_out.find("{2}: "), std::string::npos);
-    // Every node closes in its own log; only node 0 merges.
-    for (int n = 0; n < 3; ++n)
-    {
-        const std::string log = ReadFile(("Ondex-" + std::to_string(n) + ".log").c_str());
-        EXPECT_NE(log.find("Elapsed Time: "), std::string::npos) << n;
-        EXPECT_EQ(log.find("Merging component") != std::string::npos, n == 0) << n;
-    }
-    const std::string data = ReadFile(m_merged.c_str());
-    EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
-}
-
 TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
 {
     if (system("command -v mpiexec > /dev/null 2>&1") != 0)
@@ -204,22 +169,4 @@ TEST_F(Entry, MergeFailureStopsTheComponentsAndPrintsNoSuccess)
     EXPECT_TRUE(LogHas("Elapsed Time: "));
 }
 
-// The time field step runs after a failed component and its result replaces
-// the one before it: the run's result is that of the last merge step.
-TEST_F(Entry, LaterMergeStepResultReplacesAnEarlierFailure)
-{
-    WriteFile("runtask.ini", std::string(kMergeJob) + "[Time]\nType = 1\n");
-    COndexApp app;
-    ASSERT_EQ(app.ReadTask("runtask.ini"), 0);
-    const CString strMergedX = app.m_pCalc3D->GetFileName(0, 'X', false, true, 0.0);
-    ASSERT_EQ(mkdir(strMergedX, 0755), 0);
-    remove("Ondex-0.log");
-
-    EXPECT_EQ(Run(kProgram + " x 1 1"), 0) << m_out;
-    EXPECT_TRUE(LogHas("The results has not been merged!\n"));
-    EXPECT_FALSE(LogHas("Merging component 'Y'...\n"));
-    EXPECT_TRUE(LogHas("Merging Time Field...max energy\n"));
-    EXPECT_FALSE(LogHas("max divergence"));
-    EXPECT_TRUE(LogHas("Simulation finished successfully.\n"));
-}
 } // namespace

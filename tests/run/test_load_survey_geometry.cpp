@@ -149,26 +149,6 @@ TEST_F(LoadSurveyGeometry, ShotRange)
     }
 }
 
-// A start from the command line or Recovery.dat survives inside the range and
-// is brought back to the first shot outside it.
-TEST_F(LoadSurveyGeometry, StartPoint)
-{
-    struct
-    {
-        int start;
-        int expected;
-    } const cases[] = {{0, 2}, {1, 2}, {2, 2}, {3, 3}, {4, 2}};
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.start);
-        m_app.reset(new COndexApp());
-        Read("0.5", "First Point = 2\nLast Point = 3\n");
-        m_app->m_nStartPoint = c.start;
-        ASSERT_EQ(m_app->LoadSurveyGeometry(), 0);
-        EXPECT_EQ(m_app->m_nStartPoint, c.expected);
-    }
-}
-
 TEST_F(LoadSurveyGeometry, SurveyFaultsAreReturned)
 {
     Read("10");
@@ -181,28 +161,4 @@ TEST_F(LoadSurveyGeometry, SurveyFaultsAreReturned)
     EXPECT_NE(m_app->LoadSurveyGeometry(), 0);
 }
 
-// A source the acoustic method cannot have is refused by the check at the
-// end of the step, after the survey has loaded.
-TEST_F(LoadSurveyGeometry, SettingsCheckFailsTheStep)
-{
-    Read("10");
-    m_app->m_pCalc3D->m_nSourceType = 8;
-    EXPECT_EQ(m_app->LoadSurveyGeometry(), 1);
-    EXPECT_TRUE(LogHas("Error! Acoustic simulation dies not support double couple shot points.\n"));
-    EXPECT_EQ(m_app->m_Survey.GetMaxShot(), 2);
-}
-
-TEST_F(LoadSurveyGeometry, ShotsByIdUseTheIds)
-{
-    // Column 9 is the shot id; the range is that of the ids.
-    WriteFile("survey.txt",
-              "100 50 0 300 50 0 0 0 7\n"
-              "100 50 0 310 50 0 0 0 7\n"
-              "200 50 0 300 50 0 0 0 9\n");
-    Read("10", "UseShotId = 1\n");
-    ASSERT_EQ(m_app->LoadSurveyGeometry(), 0);
-    EXPECT_EQ(m_app->m_nFirstPoint, 7);
-    EXPECT_EQ(m_app->m_nLastPoint, 9);
-    EXPECT_EQ(m_app->m_nStartPoint, 7);
-}
 } // namespace

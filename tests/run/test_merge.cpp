@@ -70,14 +70,6 @@ protected:
     std::unique_ptr<COndexApp> m_app;
 };
 
-TEST_F(Merge, RejectedNames)
-{
-    EXPECT_EQ(m_app->MergeResults("a.sg", "s%d.sgy", 1, 2, false), -10);
-    EXPECT_EQ(m_app->MergeResults(nullptr, "s%d.sgy", 1, 2, false), -10);
-    EXPECT_EQ(m_app->MergeResults("merged.txt", "s%d.sgy", 1, 2, false), -11);
-    EXPECT_FALSE(Exists("merged.txt"));
-}
-
 TEST_F(Merge, NoPerShotFileGivesAnEmptyFile)
 {
     ClearLog();
@@ -161,11 +153,4 @@ TEST_F(Merge, OtherAxisIsResampledToTheFirst)
         EXPECT_NEAR(DecodeIBMFloat(th + 240 + 4 * k), SampleValue(2, 0, 2 * k), 1e-3);
 }
 
-TEST_F(Merge, OutputThatCannotBeOpened)
-{
-    ClearLog();
-    EXPECT_EQ(m_app->MergeResults("no-such-dir/merged.sgy", "shot-%d.sgy", 1, 1, false), -1);
-    EXPECT_TRUE(
-        LogHas("Unable to open file 'no-such-dir/merged.sgy' for writing! The results has not been merged!\n"));
-}
 } // namespace

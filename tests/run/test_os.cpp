@@ -17,71 +17,11 @@ struct DurationCase
     const char* text;
 };
 
-TEST(Os, SecToString)
-{
-    const DurationCase cases[] = {
-        {0.0, "00:00"},
-        {59.9, "00:59"},
-        {61.0, "01:01"},
-        {3599.0, "59:59"},
-        {3600.0, "1:0:0"},
-        {3725.0, "1:2:5"},
-        {86399.0, "23:59:59"},
-        {86400.0, "1 days, 0:0:0"},
-        {90061.5, "1 days, 1:1:1"},
-        {3.0 * 86400 + 7200, "3 days, 2:0:0"},
-    };
-    for (const DurationCase& c : cases)
-    {
-        SCOPED_TRACE(c.seconds);
-        char buf[64];
-        const int n = os::SecToString(c.seconds, buf);
-        EXPECT_STREQ(buf, c.text);
-        EXPECT_EQ(n, (int)strlen(c.text));
-    }
-}
-
 struct VersionCase
 {
     const char* raw;
     const char* text;
 };
-
-TEST(Os, VersionText)
-{
-    CString s;
-    EXPECT_EQ(os::GetAppVersionString(s), 1);
-    EXPECT_STREQ((const char*)s, "version 9.0.9");
-
-    const VersionCase cases[] = {
-        {"9, 0, 9, 0", "version 9.0.9"},
-        {"1, 2, 3, 1", "version 1.2.3a"},
-        {"1, 2, 3, 2", "version 1.2.3b"},
-        {"1, 2, 3, 25", "version 1.2.3y"},
-        {"1, 2, 3, 26", "version 1.2.3 (rev. 26)"},
-        {"1,2,3,412", "version 1.2.3 (rev. 412)"},
-        {"2", "version 2.0.0"},
-        {"4, 1", "version 4.1.0"},
-        {"0, 1, 2, 3", "unchanged"},
-        {"", "unchanged"},
-    };
-    for (const VersionCase& c : cases)
-    {
-        SCOPED_TRACE(c.raw);
-        CString v;
-        v = "unchanged";
-        EXPECT_EQ(os::FormatVersionString(c.raw, v), 1);
-        EXPECT_STREQ((const char*)v, c.text);
-    }
-}
-
-TEST(JobObject, BigSeismogramName)
-{
-    std::unique_ptr<COndexApp> app(new COndexApp());
-    app->m_nNode = 2;
-    app->m_nActiveShot = 17;
-    EXPECT_STREQ((const char*)app->GetBigSeisFileName(), "BigSeis-2(17).bin");
-}
 
 struct TraceLenCase
 {
@@ -119,43 +59,6 @@ struct MethodTitleCase
     int L;
     const char* text;
 };
-
-TEST_F(JobOutput, ModelingMethodTitle)
-{
-    const MethodTitleCase cases[] = {
-        {100, 0, "1D VERTICAL INCIDENCE MODELING STARTED\n"},
-        {101, 0, "3D ACOUSTIC MODELING STARTED\n"},
-        {101, 3, "3D ACOUSTIC MODELING STARTED\n"},
-        {102, 0, "3D ELASTIC MODELING STARTED\n"},
-        {102, 1, "3D VISCOELASTIC MODELING STARTED\n"},
-        {103, 0, "3D ELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n"},
-        {103, 2, "3D VISCOELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n"},
-        {104, 0, "3D ELASTIC ANISOTROPIC MODELING STARTED\n"},
-        {104, 10, "3D VISCOELASTIC ANISOTROPIC MODELING STARTED\n"},
-    };
-    for (const MethodTitleCase& c : cases)
-    {
-        SCOPED_TRACE(c.text);
-        std::unique_ptr<COndexApp> app(new COndexApp());
-        app->m_Type = c.type;
-        if (c.type != 100)
-        {
-            app->m_pCalc3D = new CCalc3D_OMP(*app);
-            app->m_pCalc3D->m_nViscoL = c.L;
-        }
-        ClearLog();
-        app->PrintModelingMethod();
-        const std::string log = Log();
-        const std::string rule = std::string(71, '-') + "\n";
-        // Centred between two rules.
-        const size_t pos = log.find(c.text);
-        ASSERT_NE(pos, std::string::npos) << log;
-        EXPECT_EQ(log.substr(0, rule.size()), rule);
-        EXPECT_EQ(log.substr(log.size() - rule.size()), rule);
-        const size_t L = strlen(c.text);
-        EXPECT_EQ(log.substr(rule.size(), pos - rule.size()), std::string((71 - L) / 2, ' '));
-    }
-}
 
 TEST_F(JobOutput, Run1DShotWithoutEngine)
 {
@@ -223,47 +126,6 @@ TEST_F(LayoutScan, Keys)
     }
 }
 
-TEST_F(LayoutScan, MissingFileKeepsInitialValues)
-{
-    SLayoutScan s;
-    ScanLayoutKeys("runtask.ini", 8, s);
-    EXPECT_EQ(s.nThreadsNode, 8);
-    EXPECT_EQ(s.nThreadsProc, 8);
-    EXPECT_EQ(s.nGPUs, 0);
-    EXPECT_FALSE(s.bSkip);
-}
-
-TEST_F(LayoutScan, SimpleCase)
-{
-    SLayoutScan s = {16, 4, 0, false};
-    EXPECT_TRUE(IsSimpleLayout(s, 1));
-    EXPECT_FALSE(IsSimpleLayout(s, 4));
-    s.bSkip = true;
-    EXPECT_TRUE(IsSimpleLayout(s, 4));
-    SLayoutScan one = {1, 1, 0, false};
-    EXPECT_TRUE(IsSimpleLayout(one, 8));
-    SLayoutScan gpu = {16, 4, 2, false};
-    EXPECT_EQ(ProcessesPerNode(gpu), 2);
-}
-
-TEST(Layout, SingleProcessIsTheSimpleCase)
-{
-    int nRank = -1;
-    int nSize = 0;
-    MPI_Comm_rank(MPI_COMM_WORLD, &nRank);
-    MPI_Comm_size(MPI_COMM_WORLD, &nSize);
-    if (nSize != 1)
-        GTEST_SKIP() << "needs a single process";
-    int nExit = 99;
-    g_nNode = 5;
-    g_nSize = 7;
-    EXPECT_TRUE(ArrangeProcesses(nRank, nSize, nExit));
-    EXPECT_EQ(nExit, 0);
-    EXPECT_EQ(g_nNode, 0);
-    EXPECT_EQ(g_nSize, 1);
-    EXPECT_EQ(MPI_COMM_MT, MPI_COMM_WORLD);
-    ReleasePassiveProcesses();   // nothing to release in the simple case
-}
 } // namespace
 
 namespace
@@ -272,22 +134,4 @@ class Inventory : public RunTempDir
 {
 };
 
-TEST_F(Inventory, SystemDetailsInTheLog)
-{
-    ClearLog();
-    PrintSystemDetails();
-    const std::string log = Log();
-    EXPECT_EQ(log.rfind("------------------------ Node System Information ----------------------\n", 0), 0u);
-    EXPECT_NE(log.find("Process 1 of 1 (Rank=#0, Hostname \""), std::string::npos) << log;
-    EXPECT_NE(log.find("System Info: \n    Available Memory: "), std::string::npos);
-    EXPECT_NE(log.find("    Uptime = "), std::string::npos);
-    EXPECT_NE(log.find("\nInfo from /proc/meminfo\n"), std::string::npos);
-    EXPECT_NE(log.find("\nInfo from /proc/loadavg\n"), std::string::npos);
-    // Each section is there exactly when its source is.
-    EXPECT_EQ(log.find("\nInfo from 'free -m':\n") != std::string::npos, access("/usr/bin/free", X_OK) == 0);
-    EXPECT_EQ(log.find("\nInfo from 'df -H -T':\n") != std::string::npos, access("/bin/df", X_OK) == 0);
-    const std::string tail = "-----------------------------------------------------------------------\n";
-    ASSERT_GE(log.size(), tail.size());
-    EXPECT_EQ(log.substr(log.size() - tail.size()), tail);
-}
 } // namespace

@@ -72,14 +72,4 @@ TEST(Scheduler, Partition)
     }
 }
 
-TEST(Scheduler, PartitionOfImpossibleSizesIsEmpty)
-{
-    std::vector<SGroupSlot> slots(3);
-    std::vector<int> leaders(2);
-    PlanGroups(3, 4, slots, leaders);
-    EXPECT_TRUE(slots.empty());
-    EXPECT_TRUE(leaders.empty());
-    PlanGroups(3, 0, slots, leaders);
-    EXPECT_TRUE(slots.empty());
-}
 } // namespace

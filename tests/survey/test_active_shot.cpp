@@ -26,30 +26,6 @@ void ExpectZone(const CCubeR& c, double x0, double y0, double z0, double x1, dou
     EXPECT_DOUBLE_EQ(c.z1, z1);
 }
 
-void ExpectTensor(const CShotTauK& t, float a, float b, float c, float d, float e, float f)
-{
-    EXPECT_FLOAT_EQ(t.K11, a);
-    EXPECT_FLOAT_EQ(t.K22, b);
-    EXPECT_FLOAT_EQ(t.K33, c);
-    EXPECT_FLOAT_EQ(t.K12, d);
-    EXPECT_FLOAT_EQ(t.K13, e);
-    EXPECT_FLOAT_EQ(t.K23, f);
-}
-
-TEST_F(ActiveShot, NothingActiveBeforeTheFirstCall)
-{
-    CSurvey3D s;
-    C3DPointR p = s.GetActiveShotPt();
-    EXPECT_EQ(p.x, -9999.25);
-    EXPECT_EQ(p.y, -9999.25);
-    EXPECT_EQ(p.z, -9999.25);
-    EXPECT_TRUE(s.GetObsZone().IsEmpty());
-    EXPECT_EQ(s.GetRcvInline(0), 0);
-    EXPECT_EQ(s.GetRcvCrossline(0), 0);
-    EXPECT_EQ(s.GetRcvTraceId(0), -1);
-    EXPECT_EQ(s.GetRcvFileId(0), -1);
-}
-
 TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
 {
     std::string path = WriteFile("pos.txt",
@@ -95,22 +71,6 @@ TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
     ASSERT_EQ(s.m_vReceivers.size(), 1u);
     EXPECT_EQ(s.GetRcvInline(0), 2);
     ExpectZone(s.GetObsZone(), 10, 0, 0, 200, 0, 1);
-}
-
-TEST_F(ActiveShot, OrdinalOutsideTheSurveyStopsTheJob)
-{
-    std::string path = WriteFile("pos.txt", "0 0 0 1 0 0\n5 0 0 1 0 0\n");
-    CSurvey3D s;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    for (int nShot : {0, 3, 1000})
-    {
-        std::string out;
-        EXPECT_EQ(ActivateQuiet(s, nShot, &out), 1);
-        EXPECT_TRUE(Contains(out, "Error! Incorrect shot point #" + std::to_string(nShot) +
-                                      " specified. Shot points in range 1..2.\n"))
-            << out;
-        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
-    }
 }
 
 TEST_F(ActiveShot, ExtendedSourceByIdHasAllItsExcitementPoints)
@@ -167,61 +127,6 @@ TEST_F(ActiveShot, UnknownIdIsSkippedAndListsTheIdsOnce)
     EXPECT_TRUE(Contains(out, "Warning! Incorrect shot point #1 specified."));
     EXPECT_FALSE(Contains(out, "List of registeres shot points")) << out;
     EXPECT_TRUE(Contains(out, "Shot point skipped.\n"));
-}
-
-TEST_F(ActiveShot, IdsAskedForButAbsentFallBackToOrdinals)
-{
-    std::string path = WriteFile("mixed.txt",
-                                 "0 0 0   1 0 0 0 0 5\n"
-                                 "100 0 0 1 0 0\n"
-                                 "200 0 0 1 0 0 0 0 6\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_TRUE(s.m_vShotIds.empty());
-    std::string out;
-    ASSERT_EQ(ActivateQuiet(s, 2, &out), 0);
-    EXPECT_TRUE(Contains(out, "Warning! ShotId information is not present in the survey file. Use ordinal shot "
-                              "numbers from 1 to 3.\n"))
-        << out;
-    EXPECT_EQ(s.m_nActiveShotIndex, 1);
-    ExpectPoint(s.GetActiveShotPt(), 100, 0, 0);
-    EXPECT_EQ(ActivateQuiet(s, 4, &out), 1);
-    EXPECT_TRUE(Contains(out, "Shot points in range 1..3."));
-}
-
-TEST_F(ActiveShot, RowsWithoutIdJoinByPositionAndOtherIdsStayApart)
-{
-    // Ids 4 and 5 share a position; the last row has no id.
-    std::string path = WriteFile("share.txt",
-                                 "0 0 0 1 0 0 0 0 4\n"
-                                 "0 0 0 2 0 0 0 0 5\n"
-                                 "0 0 0 3 0 0\n");
-    {
-        CSurvey3D s;
-        s.m_bUseShotId = true;
-        ASSERT_EQ(LoadQuiet(s, path, false), 0);
-        ASSERT_EQ(s.m_vShotIds.size(), 2u);
-        ASSERT_EQ(ActivateQuiet(s, 4), 0);
-        ASSERT_EQ(s.m_vReceivers.size(), 2u);
-        EXPECT_DOUBLE_EQ(s.m_vReceivers[0].x, 1);
-        EXPECT_DOUBLE_EQ(s.m_vReceivers[1].x, 3);
-        ASSERT_EQ(ActivateQuiet(s, 5), 0);
-        ASSERT_EQ(s.m_vReceivers.size(), 2u);
-        EXPECT_DOUBLE_EQ(s.m_vReceivers[0].x, 2);
-        EXPECT_DOUBLE_EQ(s.m_vReceivers[1].x, 3);
-    }
-    {
-        // Numbered by ordinals, both shots take every row of the position.
-        CSurvey3D s;
-        ASSERT_EQ(LoadQuiet(s, path, false), 0);
-        ASSERT_EQ(s.m_vShotPoints.size(), 2u);
-        for (int nShot : {1, 2})
-        {
-            ASSERT_EQ(ActivateQuiet(s, nShot), 0);
-            EXPECT_EQ(s.m_vReceivers.size(), 3u);
-        }
-    }
 }
 
 TEST_F(ActiveShot, WholeSurveyGivesEveryReceiverOnce)
@@ -334,56 +239,4 @@ std::string TensorCaseName(const ::testing::TestParamInfo<TensorCase>& info)
 
 INSTANTIATE_TEST_SUITE_P(Survey, FaultSlip, ::testing::ValuesIn(kTensorCases), TensorCaseName);
 
-TEST_F(ActiveShot, TensorValuesFollowTheirPoints)
-{
-    std::string path = WriteFile("slip.txt",
-                                 "0 0 10  0 0 0 0 0 7 1 2 3 4 5 6\n"
-                                 "50 0 10 0 0 0 0 0 7 -1 -2 -3 -4 -5 -6\n"
-                                 "9 9 9   0 0 0 0 0 8 5 5 5 5 5 5\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, true), 0);
-    ASSERT_EQ(ActivateQuiet(s, 7), 0);
-    ASSERT_EQ(s.m_vTauK.size(), 2u);
-    ExpectTensor(s.m_vTauK[0], 1, 2, 3, 4, 5, 6);
-    ExpectTensor(s.m_vTauK[1], -1, -2, -3, -4, -5, -6);
-
-    std::string pos = WriteFile("slip_pos.txt",
-                                "0 0 10 0 0 0\n"
-                                "0 0 10 5 0 0 0 0 -1 9 8 7 6 5 4\n"
-                                "0 0 10 6 0 0 0 0 -1 1 1 1 1 1 1\n");
-    s.m_bUseShotId = false;
-    ASSERT_EQ(LoadQuiet(s, pos, true), 0);
-    ASSERT_EQ(ActivateQuiet(s, 1), 0);
-    ASSERT_EQ(s.m_vTauK.size(), 1u);
-    ExpectTensor(s.m_vTauK[0], 9, 8, 7, 6, 5, 4);
-    EXPECT_EQ(s.m_vReceivers.size(), 3u);
-}
-
-TEST_F(ActiveShot, TensorsAreIgnoredOutsideFaultSlip)
-{
-    std::string path = WriteFile("slip.txt", "0 0 10 0 0 0 0 0 7 1 2 3 4 5 6\n50 0 10 0 0 0 0 0 7\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(ActivateQuiet(s, 7), 0);
-    EXPECT_TRUE(s.m_vTauK.empty());
-    EXPECT_EQ(s.m_vExcitePoints.size(), 2u);
-}
-
-TEST_F(ActiveShot, FileChangedOrGoneAfterLoading)
-{
-    std::string path = WriteFile("pos.txt", "0 0 0 1 0 0\n100 0 0 1 0 0\n");
-    CSurvey3D s;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    WriteFile("pos.txt", "0 0 0 1 0 0\n");
-    std::string out;
-    EXPECT_EQ(ActivateQuiet(s, 2, &out), 1);
-    EXPECT_TRUE(Contains(out, "Error! No receivers corresponds to source point #2 (100,0,0).\n")) << out;
-    EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
-
-    unlink(path.c_str());
-    EXPECT_EQ(ActivateQuiet(s, 1, &out), 1);
-    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + path + ".\n")) << out;
-}
 }  // namespace

@@ -164,36 +164,6 @@ TEST_F(SegySurvey, ActiveShotTakesLineNumbersAndIdsFromItsTraces)
     EXPECT_TRUE(Contains(out, "Shot point skipped.\n"));
 }
 
-TEST_F(SegySurvey, DuplicateShotNumbersFallBackToOrdinals)
-{
-    // Three positions, but the second shot repeats the number of the first.
-    std::vector<SgyTrace> traces = {
-        {100, 0, 0, 110, 0, 0, 7, 1, 1, 1, 1},
-        {300, 0, 0, 110, 0, 0, 7, 1, 2, 1, 2},
-        {300, 0, 0, 120, 0, 0, 7, 1, 3, 1, 3},
-        {500, 0, 0, 110, 0, 0, 9, 2, 1, 2, 1},
-        {100, 0, 0, 120, 0, 0, 7, 1, 4, 1, 4},   // first shot again, later in the file
-    };
-    std::string path = WriteSgy("dup.sgy", traces);
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    std::string out;
-    ASSERT_EQ(LoadQuiet(s, path, false, &out), 0);
-    EXPECT_TRUE(Contains(out, "Duplicate shot point number found in survey file " + path +
-                                  ". Shot point IDs will be ignored.\n"))
-        << out;
-    EXPECT_TRUE(s.m_vShotIds.empty());
-    ASSERT_EQ(s.m_vShotPoints.size(), 3u);
-    EXPECT_EQ(s.GetMinShot(), 1);
-    EXPECT_EQ(s.GetMaxShot(), 3);
-
-    ASSERT_EQ(ActivateQuiet(s, 1, &out), 0);
-    EXPECT_TRUE(Contains(out, "Use ordinal shot numbers from 1 to 3."));
-    ASSERT_EQ(s.m_vReceivers.size(), 2u);   // both traces of the first position
-    EXPECT_EQ(s.GetRcvCrossline(1), 4);
-    EXPECT_EQ(s.GetRcvTraceId(1), 4);
-}
-
 TEST_F(SegySurvey, DeadTracesAreNoShots)
 {
     std::vector<SgyTrace> traces = {
@@ -209,24 +179,4 @@ TEST_F(SegySurvey, DeadTracesAreNoShots)
     EXPECT_DOUBLE_EQ(s.m_vShotPoints[1].x, 500);
 }
 
-TEST_F(SegySurvey, UnreadableSegyIsReportedLikeAnyUnreadableSurvey)
-{
-    CSurvey3D s;
-    std::string path = m_dir + "/absent.sgy";
-    std::string out;
-    EXPECT_EQ(LoadQuiet(s, path, false, &out), 1);
-    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + path + ".\n")) << out;
-
-    // A file that is too short to be SEG-Y opens but is refused by the reader.
-    std::string bad = WriteFile("short.sgy", std::string(100, 'x'));
-    EXPECT_EQ(LoadQuiet(s, bad, false, &out), 1);
-    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + bad + ".\n")) << out;
-    EXPECT_FALSE(s.m_bSgySurvey);
-
-    out.clear();
-    ::testing::internal::CaptureStdout();
-    EXPECT_EQ(s.LoadFromSgy(""), 1);
-    out = ::testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(Contains(out, "Error! Survey acquisition geometry file has not been provided.\n")) << out;
-}
 }  // namespace

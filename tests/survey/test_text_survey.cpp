@@ -31,19 +31,6 @@ TEST_F(TextSurvey, MissingPathNamesTheJobFileKey)
     }
 }
 
-TEST_F(TextSurvey, UnreadableFileIsReportedWithItsName)
-{
-    CSurvey3D s;
-    std::string path = m_dir + "/absent.txt";
-    std::string out;
-    EXPECT_EQ(LoadQuiet(s, path, false, &out), 1);
-    EXPECT_TRUE(Contains(out, "Error! Unable to read the survey acquisition geometry file " + path +
-                                  ".\nPlease make sure the file exists and you have permissions to read it.\n"))
-        << out;
-    EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
-    EXPECT_TRUE(s.m_vShotPoints.empty());
-}
-
 TEST_F(TextSurvey, FilesWithoutUsableRowsHaveNoSourcePoints)
 {
     const char* bodies[] = {
@@ -117,69 +104,6 @@ TEST_F(TextSurvey, ExtendedSourceIsOneShotPerId)
     EXPECT_EQ(s.GetMaxShot(), 2);
 }
 
-TEST_F(TextSurvey, TwoIdsAtOnePositionAreTwoShotsUnlessByCoordinates)
-{
-    std::string path = WriteFile("two_ids.txt",
-                                 "10 10 0 0 0 0 0 0 1\n"
-                                 "10 10 0 5 0 0 0 0 2\n"
-                                 "10 10 0 9 0 0 0 0 2\n");
-    {
-        CSurvey3D s;
-        s.m_bUseShotId = true;
-        ASSERT_EQ(LoadQuiet(s, path, false), 0);
-        EXPECT_EQ(s.m_vShotPoints.size(), 2u);
-        ASSERT_EQ(s.m_vShotIds.size(), 2u);
-        EXPECT_EQ(s.m_vShotIds[0], 1);
-        EXPECT_EQ(s.m_vShotIds[1], 2);
-    }
-    {
-        CSurvey3D s;
-        s.m_bShotsByCoordinates = true;
-        ASSERT_EQ(LoadQuiet(s, path, false), 0);
-        ASSERT_EQ(s.m_vShotPoints.size(), 1u);
-        ASSERT_EQ(s.m_vShotIds.size(), 1u);
-        EXPECT_EQ(s.m_vShotIds[0], 1);   // the id of the position's first row
-        EXPECT_EQ(s.GetMinShot(), 1);
-        EXPECT_EQ(s.GetMaxShot(), 1);
-    }
-}
-
-TEST_F(TextSurvey, MixedIdsAreDroppedWithAWarning)
-{
-    std::string path = WriteFile("mixed.txt",
-                                 "0 0 0   1 0 0 0 0 5\n"
-                                 "100 0 0 1 0 0\n"        // no id: told by position
-                                 "200 0 0 1 0 0 0 0 6\n"  // by position now: the id counts differ
-                                 "0 0 0   2 0 0 0 0 5\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    std::string out;
-    ASSERT_EQ(LoadQuiet(s, path, false, &out), 0);
-    EXPECT_TRUE(Contains(out, "Inconsistent shot point id in survey geometry file '" + path +
-                                  "'. Shot point IDs will be ignored.\n"))
-        << out;
-    EXPECT_TRUE(s.m_vShotIds.empty());
-    ASSERT_EQ(s.m_vShotPoints.size(), 3u);
-    ExpectPoint(s.m_vShotPoints[2], 200, 0, 0);
-    // Numbering falls back to ordinals.
-    EXPECT_EQ(s.GetMinShot(), 1);
-    EXPECT_EQ(s.GetMaxShot(), 3);
-}
-
-TEST_F(TextSurvey, NegativeIdsAreNoIds)
-{
-    std::string path = WriteFile("neg.txt",
-                                 "0 0 0 1 0 0 0 0 -1\n"
-                                 "5 0 0 1 0 0 0 0 -7\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    std::string out;
-    ASSERT_EQ(LoadQuiet(s, path, false, &out), 0);
-    EXPECT_FALSE(Contains(out, "Inconsistent")) << out;
-    EXPECT_TRUE(s.m_vShotIds.empty());
-    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
-}
-
 TEST_F(TextSurvey, MinDistDecidesWhetherNearPositionsAreOneShot)
 {
     // dx = 0.5 gives MIN_DIST 0.001: two shots; dx = 1 gives MIN_DIST 1: one.
@@ -202,58 +126,6 @@ TEST_F(TextSurvey, MinDistDecidesWhetherNearPositionsAreOneShot)
     EXPECT_EQ(s.m_vShotPoints.size(), 2u);
 }
 
-TEST_F(TextSurvey, OverlongRowIsReadInPieces)
-{
-    // Rows are read 299 characters at a time: the tail of a longer row comes
-    // back as a row of its own.
-    std::string row = "1 0 0 0 0 0" + std::string(300, ' ') + "2 0 0 0 0 0\n";
-    std::string path = WriteFile("long.txt", row);
-    CSurvey3D s;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(s.m_vShotPoints.size(), 2u);
-    ExpectPoint(s.m_vShotPoints[1], 2, 0, 0);
-}
-
-TEST_F(TextSurvey, ReloadClearsButKeepsTheNumberingSettings)
-{
-    std::string a = WriteFile("a.txt", "0 0 0 1 0 0 0 0 4\n9 0 0 1 0 0 0 0 8\n");
-    std::string b = WriteFile("b.txt", "; nothing\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, a, false), 0);
-    ASSERT_EQ(ActivateQuiet(s, 8), 0);
-    EXPECT_EQ(s.GetMaxShot(), 8);
-    EXPECT_EQ(s.m_vReceivers.size(), 1u);
-
-    EXPECT_EQ(LoadQuiet(s, b, true), 1);
-    EXPECT_TRUE(s.m_bFaultSlip);   // stored before the file is read
-    EXPECT_TRUE(s.m_vShotPoints.empty());
-    EXPECT_TRUE(s.m_vShotIds.empty());
-    EXPECT_TRUE(s.m_vReceivers.empty());
-    EXPECT_TRUE(s.m_vExcitePoints.empty());
-    EXPECT_EQ(s.m_nActiveShotId, -1);
-    EXPECT_TRUE(s.m_bUseShotId);
-
-    s.Clear();
-    EXPECT_FALSE(s.m_bFaultSlip);
-    EXPECT_TRUE(s.m_bUseShotId);
-    EXPECT_EQ(s.m_nActiveShotIndex, 0);
-
-    // A failed load leaves the object fit for the next one.
-    ASSERT_EQ(LoadQuiet(s, a, false), 0);
-    EXPECT_EQ(s.m_vShotPoints.size(), 2u);
-}
-
-TEST_F(TextSurvey, ShotIdsNeverNumberBelowOne)
-{
-    std::string path = WriteFile("zero.txt", "0 0 0 1 0 0 0 0 0\n5 0 0 1 0 0 0 0 2\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(s.m_vShotIds.size(), 2u);
-    EXPECT_EQ(s.GetMinShot(), 1);
-    EXPECT_EQ(s.GetMaxShot(), 2);
-}
 }  // namespace
 
 namespace
