@@ -1,242 +1,227 @@
 // Relaxation mechanisms: the quality of the fitted body computed here from
-// the standard linear solid, the velocity correction against the phase
-// velocity of that body, and the per-cell records of the driver.
+// the standard linear solid, the velocity correction against that body's
+// phase velocity, and the records of a grid through the model assembly.
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <complex>
 #include <vector>
 
+#include "engine3d/FakeEngine.h"
+#include "engine3d/ModelTestUtil.h"
+#include "files/sdspc_testutil.h"
 #include "rock/ViscoCalc.h"
 
 namespace
 {
 
 typedef std::complex<double> cplx;
+const double kF0 = 25.0, kW0 = 2.0 * M_PI * kF0;
+const float kQs[] = {5.0f, 30.0f, 100.0f, 1000.0f};
 
-// Modulus of L standard linear solids over the relaxed modulus, with strain
-// time tau_eps = (1 + p) * tau_sigma: M = 1 - L + sum (1 + iw tau_eps)/(1 + iw tau_sigma).
-cplx Modulus(double w, const std::vector<double>& teps, const std::vector<double>& tsig)
+// L standard linear solids, strain times te, stress times ts, over the
+// relaxed modulus: M = 1 - L + sum (1 + iw te)/(1 + iw ts); Q = Re M / Im M.
+cplx Modulus(double w, const std::vector<double>& te, const std::vector<double>& ts)
 {
-    cplx m(1.0 - (double)teps.size(), 0.0);
-    for (size_t l = 0; l < teps.size(); l++)
-        m += cplx(1.0, w * teps[l]) / cplx(1.0, w * tsig[l]);
+    cplx m(1.0 - (double)te.size(), 0.0);
+    for (size_t l = 0; l < te.size(); l++)
+        m += cplx(1.0, w * te[l]) / cplx(1.0, w * ts[l]);
     return m;
 }
-
-cplx RecordModulus(double w, const std::vector<float>& weight, const std::vector<float>& tau)
-{
-    std::vector<double> te, ts;
-    for (size_t l = 0; l < tau.size(); l++)
-    {
-        ts.push_back(tau[l]);
-        te.push_back((1.0 + weight[l]) * (double)tau[l]);
-    }
-    return Modulus(w, te, ts);
-}
-
 double Quality(cplx m) { return m.real() / m.imag(); }
 
-struct Records
+// The records (weight p, time tau) as a body: te = (1 + p) tau, ts = tau.
+struct Fit
 {
     std::vector<float> p, s, tau;
     bool bSet;
+    Fit(int L, float Qp, float Qs) : p(L), s(L), tau(L)
+    {
+        CViscoCalc v;
+        float vp = 0, vs = 0;
+        bSet = v.InitViscoParams(kF0, L, Qp, Qs, p.data(), s.data(), tau.data(), false, vp, vs);
+    }
+    cplx M(double w, bool bS) const
+    {
+        std::vector<double> te, ts(tau.begin(), tau.end());
+        for (size_t l = 0; l < tau.size(); l++)
+            te.push_back((1.0 + (bS ? s : p)[l]) * (double)tau[l]);
+        return Modulus(w, te, ts);
+    }
 };
 
-Records Fit(double f0, int L, float Qp, float Qs)
-{
-    Records r{std::vector<float>(L), std::vector<float>(L), std::vector<float>(L), false};
-    CViscoCalc v;
-    float vp = 0, vs = 0;
-    r.bSet = v.InitViscoParams(f0, L, Qp, Qs, r.p.data(), r.s.data(), r.tau.data(), false, vp, vs);
-    return r;
-}
-
-// The body the fit aims at, built from its definition: mechanism l peaks at
-// w0 * g_l with quality Q0; its S twin shares the relaxation time and peaks
-// at quality Q0s. A single solid with a = w tau_sigma, b = w tau_eps has
-// Q(w) = (1 + ab)/(b - a), which is smallest, 2/(r - 1/r), at ab = 1 with
-// b/a = r^2; so a = 1/r, b = r with r = (1 + sqrt(1 + Q0^2))/Q0.
-double CentreFactor(int L, int l)
-{
-    if (L == 2)
-        return l == 0 ? 2.0 / 7.0 : 3.5;
-    return pow(8.0, 2.0 * l / (L - 1) - 1.0);
-}
-
-void Body(double w0, int L, double Q0p, double Q0s, bool bMiddle, std::vector<double>& tep, std::vector<double>& tes,
+// The body the fit aims at, from its definition: mechanism l peaks at
+// w0 g_l, g log spaced from 1/8 to 8 (2/7 and 3.5 for two), with quality
+// Q0. A solid with a = w ts, b = w te has Q = (1 + ab)/(b - a), least at
+// ab = 1, where b = r, a = 1/r, r = (1 + sqrt(1 + Q0^2))/Q0. The S twin
+// shares ts and takes b from Q = Q0s at the peak.
+void Body(double w0, int L, double Q0, double Q0s, bool bMiddle, std::vector<double>& te, std::vector<double>& tes,
           std::vector<double>& ts)
 {
-    tep.assign(L, 0.0);
-    tes.assign(L, 0.0);
-    ts.assign(L, 0.0);
+    te.assign(L, 0.0), tes.assign(L, 0.0), ts.assign(L, 0.0);
     for (int l = 0; l < L; l++)
     {
-        const double f = (bMiddle && l == 1) ? 1.176 : 1.0;
-        const double qp = Q0p * f, qs = Q0s * f, wl = w0 * CentreFactor(L, l);
-        const double r = (1.0 + sqrt(1.0 + qp * qp)) / qp;
-        const double a = 1.0 / r;
-        ts[l] = a / wl;
-        tep[l] = r / wl;
-        tes[l] = (1.0 + a * qs) / (qs - a) / wl;   // (1 + ab)/(b - a) = qs solved for b
+        const double f = (bMiddle && l == 1) ? 1.176 : 1.0;   // the middle of three is set apart
+        const double q = Q0 * f, qs = Q0s * f, r = (1.0 + sqrt(1.0 + q * q)) / q;
+        const double wl = w0 * (L == 2 ? (l ? 3.5 : 2.0 / 7.0) : pow(8.0, 2.0 * l / (L - 1) - 1.0));
+        ts[l] = 1.0 / r / wl, te[l] = r / wl, tes[l] = (1.0 + qs / r) / (qs - 1.0 / r) / wl;
     }
 }
 
-// The band of the fit, in units of w0.
-double BandFrequency(int k) { return 0.25 + k * 0.0175; }
-
-// The candidate Q0 = Q * (0.5 + 0.015 i) whose body comes closest to Q over
-// the band in least squares.
+// The candidate Q0 = Q (0.5 + 0.015 i) whose body is closest to Q in least
+// squares over the band 0.2325..1.9825 w0, the fit taking all mechanisms alike.
 double BestQ0(int L, double Q)
 {
     double best = 0.0, bestErr = 1e300;
     std::vector<double> te, tes, ts;
     for (int i = 0; i < 100; i++)
     {
-        const double q0 = Q * (0.5 + 0.015 * i);
-        Body(1.0, L, q0, q0, false, te, tes, ts);
+        Body(1.0, L, Q * (0.5 + 0.015 * i), 1.0, false, te, tes, ts);
         double err = 0.0;
         for (int k = -1; k <= 99; k++)
-        {
-            const double d = Quality(Modulus(BandFrequency(k), te, ts)) - Q;
-            err += d * d;
-        }
+            err += pow(Quality(Modulus(0.25 + k * 0.0175, te, ts)) - Q, 2);
         if (err < bestErr)
-        {
-            bestErr = err;
-            best = q0;
-        }
+            bestErr = err, best = Q * (0.5 + 0.015 * i);
     }
     return best;
 }
 
-const double kF0 = 25.0;
-const double kW0 = 2.0 * M_PI * kF0;
-const float kQs[] = {5.0f, 30.0f, 100.0f, 1000.0f};
-
-// One mechanism: quality Q exactly at f0 for P and S, and the single solid's
-// curve Q(x)/Q = (1 + x^2)/(2x) around it for P. The weights are rounded to
-// float (relative 1e-7 of 1 + 2/Q): 2e-4 of Q covers Q up to 1000.
-TEST(ViscoFit, OneMechanismMeetsQAtTheDominantFrequency)
-{
-    for (float Q : kQs)
-        for (float Qs : {Q, 0.6f * Q + 3.0f})
-        {
-            SCOPED_TRACE(::testing::Message() << "Q " << Q << " Qs " << Qs);
-            const Records r = Fit(kF0, 1, Q, Qs);
-            ASSERT_TRUE(r.bSet);
-            EXPECT_NEAR(1.0, Quality(RecordModulus(kW0, r.p, r.tau)) / Q, 2e-4);
-            EXPECT_NEAR(1.0, Quality(RecordModulus(kW0, r.s, r.tau)) / Qs, 2e-4);
-            for (double x : {0.25, 0.5, 2.0, 4.0})
-                EXPECT_NEAR((1 + x * x) / (2 * x), Quality(RecordModulus(x * kW0, r.p, r.tau)) / Q, 1e-3) << x;
-        }
-}
-
-// L > 1: the records are the body of the best candidate (with the middle of
-// three mechanisms at 1.176 Q0), to rounding. The one-parameter fit is
-// coarse: its band misfit is bounded per L by what the best candidate can
-// do; for L = 10 the candidates stop at 1.985 Q, too lossy a body, so the
-// fitted Q runs up to two thirds low.
+// L = 1: quality Q at f0 for P and S, and around it the single solid's
+// Q(x)/Q = (1 + x^2)/(2x). L > 1: the records are the body of the best
+// candidate. The weights are float: relative 1e-7 of 1 + 2/Q, so 2e-4 of Q
+// up to Q = 1000. The one-parameter fit is coarse; its misfit over the band
+// is bounded per L by what the best candidate can do, and for L = 10 the
+// candidates stop at 1.985 Q, too lossy a body: Q runs up to two thirds low.
 TEST(ViscoFit, MechanismsAreTheBestBodyOverTheBand)
 {
-    const struct { int L; double dMisfit; } cases[] = {{2, 0.21}, {3, 0.23}, {10, 0.67}};
+    const struct { int L; double dMisfit; } cases[] = {{1, 0}, {2, 0.21}, {3, 0.23}, {10, 0.67}};
     for (const auto& c : cases)
         for (float Q : kQs)
             for (float Qs : {Q, 0.6f * Q + 3.0f})
             {
                 SCOPED_TRACE(::testing::Message() << "L " << c.L << " Q " << Q << " Qs " << Qs);
-                const Records r = Fit(kF0, c.L, Q, Qs);
+                const Fit r(c.L, Q, Qs);
                 ASSERT_TRUE(r.bSet);
-                std::vector<double> tep, tes, ts;
-                Body(kW0, c.L, BestQ0(c.L, Q), BestQ0(c.L, Qs), c.L == 3, tep, tes, ts);
-                double misfit = 0.0;
-                for (int k = -1; k <= 99; k += 5)
+                if (c.L == 1)
                 {
-                    const double w = BandFrequency(k) * kW0;
-                    const double qp = Quality(RecordModulus(w, r.p, r.tau));
-                    EXPECT_NEAR(1.0, qp / Quality(Modulus(w, tep, ts)), 1e-4) << k;
-                    EXPECT_NEAR(1.0, Quality(RecordModulus(w, r.s, r.tau)) / Quality(Modulus(w, tes, ts)), 1e-4) << k;
+                    EXPECT_NEAR(1.0, Quality(r.M(kW0, false)) / Q, 2e-4);
+                    EXPECT_NEAR(1.0, Quality(r.M(kW0, true)) / Qs, 2e-4);
+                    for (double x : {0.25, 0.5, 2.0, 4.0})
+                        EXPECT_NEAR((1 + x * x) / (2 * x), Quality(r.M(x * kW0, false)) / Q, 1e-3) << x;
+                    continue;
+                }
+                std::vector<double> te, tes, ts;
+                Body(kW0, c.L, BestQ0(c.L, Q), BestQ0(c.L, Qs), c.L == 3, te, tes, ts);
+                double misfit = 0.0;
+                for (double x = 0.2325; x < 2.0; x += 0.0875)
+                {
+                    const double qp = Quality(r.M(x * kW0, false));
+                    EXPECT_NEAR(1.0, qp / Quality(Modulus(x * kW0, te, ts)), 2e-4) << x;
+                    EXPECT_NEAR(1.0, Quality(r.M(x * kW0, true)) / Quality(Modulus(x * kW0, tes, ts)), 2e-4) << x;
                     misfit = std::max(misfit, std::fabs(qp / Q - 1.0));
                 }
                 EXPECT_LT(misfit, c.dMisfit);
             }
-}
-
-// The frequency sets the time scale only: weights equal, times inverse.
-TEST(ViscoFit, DominantFrequencyScalesOnlyTheTimes)
-{
-    for (int L : {2, 3, 10})
-    {
-        const Records a = Fit(10.0, L, 40.0f, 25.0f), b = Fit(40.0, L, 40.0f, 25.0f);
-        for (int l = 0; l < L; l++)
-        {
-            EXPECT_NEAR(a.p[l], b.p[l], 1e-6 * std::fabs(a.p[l])) << L;
-            EXPECT_NEAR(a.s[l], b.s[l], 1e-6 * std::fabs(a.s[l])) << L;
-            EXPECT_NEAR(a.tau[l], 4.0f * b.tau[l], 1e-6 * a.tau[l]) << L;
-        }
-        if (L == 3)
-        {
-            EXPECT_NE(a.p[0], a.p[1]);   // the middle one is set apart
-        }
-    }
-}
-
-// Q = 3 and below for both waves: the neutral set. One Q below 3 is taken
-// as 1000.
-TEST(ViscoFit, SmallQGivesTheNeutralSet)
-{
+    // Q of 3 and below for both: the neutral set. One below 3 counts as 1000.
     for (int L : {1, 3})
     {
-        for (float Q : {3.0f, 2.0f, 0.0f})
-        {
-            const Records r = Fit(kF0, L, Q, Q);
-            EXPECT_FALSE(r.bSet);
-            for (int l = 0; l < L; l++)
-                EXPECT_TRUE(r.p[l] == 0.0f && r.s[l] == 0.0f && r.tau[l] == 1.0f) << L << " " << Q;
-        }
-        const Records a = Fit(kF0, L, 2.0f, 50.0f), b = Fit(kF0, L, 1000.0f, 50.0f);
-        EXPECT_TRUE(a.bSet);
-        EXPECT_EQ(b.p, a.p);
-        EXPECT_EQ(b.s, a.s);
+        const Fit n(L, 3.0f, 3.0f), a(L, 2.0f, 50.0f), b(L, 1000.0f, 50.0f);
+        EXPECT_FALSE(n.bSet);
+        EXPECT_TRUE(n.p == std::vector<float>(L, 0.0f) && n.s == n.p && n.tau == std::vector<float>(L, 1.0f));
+        EXPECT_TRUE(a.p == b.p && a.s == b.s && a.tau == b.tau);
     }
 }
 
-// Intrinsic velocities: the body's phase velocity w/Re(k) at f0, with
-// k = w/(v sqrt(M)), against the apparent one. The correction takes its
-// mechanisms at other frequencies than the fit and uses Re sqrt(M) for the
-// phase velocity, so it overshoots by a part of the dispersion, which is of
-// order 1/Q: the bound is 1/Q, below 0.1% from Q = 1000 on.
+// The phase velocity w/Re(k), k = w/(v sqrt(M)), of the corrected velocity
+// at f0 against the apparent one. The correction takes its mechanisms at
+// other frequencies than the fit and Re sqrt(M) for the phase velocity, so
+// it overshoots by part of the dispersion, of order 1/Q: bound 1/Q.
 TEST(ViscoFit, CorrectedVelocityGivesTheApparentPhaseVelocity)
 {
     for (int L : {1, 2, 3, 10})
         for (float Q : kQs)
         {
             SCOPED_TRACE(::testing::Message() << "L " << L << " Q " << Q);
-            const float vp = 3000.0f, vs = 1500.0f;
             CViscoCalc v;
-            float vpi = 0, vsi = 0;
-            ASSERT_EQ(0, v.GetCorrectedVelocity(kF0, L, Q, Q, vp, vs, vpi, vsi));
-            EXPECT_LT(vpi, vp);   // dispersion: slower when relaxed
-            const Records r = Fit(kF0, L, Q, Q);
-            const double phaseP = vpi / (1.0 / std::sqrt(RecordModulus(kW0, r.p, r.tau))).real();
-            const double phaseS = vsi / (1.0 / std::sqrt(RecordModulus(kW0, r.s, r.tau))).real();
-            EXPECT_NEAR(1.0, phaseP / vp, 1.0 / Q);
-            EXPECT_NEAR(1.0, phaseS / vs, 1.0 / Q);
-
-            // The fit corrects with the same numbers.
-            std::vector<float> p(L), s(L), tau(L);
-            float vp2 = vp, vs2 = vs;
-            CViscoCalc w;
-            ASSERT_TRUE(w.InitViscoParams(kF0, L, Q, Q, p.data(), s.data(), tau.data(), true, vp2, vs2));
-            EXPECT_EQ(vpi, vp2);
-            EXPECT_EQ(vsi, vs2);
+            float vp = 0, vs = 0, p[10], s[10], tau[10], vp2 = 3000.0f, vs2 = 1500.0f;
+            ASSERT_EQ(0, v.GetCorrectedVelocity(kF0, L, Q, Q, 3000.0f, 1500.0f, vp, vs));
+            EXPECT_LT(vp, 3000.0f);   // dispersion: slower when relaxed
+            const Fit r(L, Q, Q);
+            EXPECT_NEAR(1.0, vp / (1.0 / std::sqrt(r.M(kW0, false))).real() / 3000.0, 1.0 / Q);
+            EXPECT_NEAR(1.0, vs / (1.0 / std::sqrt(r.M(kW0, true))).real() / 1500.0, 1.0 / Q);
+            CViscoCalc w;   // the fit corrects with the same numbers
+            ASSERT_TRUE(w.InitViscoParams(kF0, L, Q, Q, p, s, tau, true, vp2, vs2));
+            EXPECT_TRUE(vp == vp2 && vs == vs2);
         }
-    // S is held to vp/sqrt(2) after the correction.
-    CViscoCalc v;
-    float vpi = 0, vsi = 0;
-    v.GetCorrectedVelocity(kF0, 3, 40.0f, 40.0f, 2000.0f, 1900.0f, vpi, vsi);
-    EXPECT_EQ((float)(vpi / sqrt(2.0)), vsi);
+    CViscoCalc v;   // S held to vp/sqrt(2)
+    float vp = 0, vs = 0;
+    v.GetCorrectedVelocity(kF0, 3, 40.0f, 40.0f, 2000.0f, 1900.0f, vp, vs);
+    EXPECT_EQ((float)(vp / sqrt(2.0)), vs);
+}
+
+// Through the model assembly: Q 2.99, 3, 60, 10000, 10000.5 along x, 150 at y = 10;
+// records cell by cell, each against a fresh fit of the cell alone
+// so that no neighbour lends it its velocities; Q gone afterwards, also
+// when there is no grid for the records.
+TEST(ViscoFit, ModelAssemblyBuildsRecordsAndDropsQ)
+{
+    sdspc_test::TempDir dir;
+    const int NX = 11, NY = 8, NZ = 10, N = 3, L = 3;
+    const float qx[5] = {2.99f, 3.0f, 60.0f, 10000.0f, 10000.5f};
+    auto cube = [&](const char* name, const std::function<float(double, double, double)>& f) {
+        EXPECT_TRUE(model_test::WriteCube(dir / name, NX - 2 * N, NY - 2 * N, NZ - 2 * N, 10.0, 0, 0, 0, f));
+        return CString((dir / name).c_str());
+    };
+    for (bool bRecords : {true, false})
+    {
+        COndexApp app;
+        CFakeEngine eng{app};
+        app.m_Type = 102, app.m_nGroupSize = 1, app.m_nSmoothModel = 0;
+        app.m_strModelPW = cube("vp.sgy", [](double x, double y, double z) { return 2000 + x + 2 * y + 3 * z; });
+        app.m_strModelSW = cube("vs.sgy", [](double, double y, double) { return 900 + y; });
+        app.m_strModelD = cube("rho.sgy", [](double, double, double) { return 2200; });
+        app.m_strModelQ = cube("q.sgy", [&](double x, double y, double) { return y < 5 ? qx[(int)(x / 10)] : 150; });
+        eng.m_nx = NX, eng.m_ny = NY, eng.m_nz = NZ, eng.m_nZ0 = 0, eng.m_nZ1 = NZ - 1, eng.m_nZAll = NZ;
+        eng.m_nTaper = N, eng.m_nHalo = 2, eng.m_dx = 10.0, eng.m_dt = 0.001, eng.m_nViscoL = L;
+        eng.m_bApparentVelocity = true, eng.m_bPML = false, eng.m_nSurfType = 0;
+        eng.m_ptShot = C3DPointR(20, 10, 20);   // cell (5, 4, 5)
+        eng.m_vSrcPoints = {eng.m_ptShot};
+        eng.m_vSources = {C3DShotPoint(((size_t)5 * NY + 4) * NX + 5, 0)};
+        eng.m_vRcvCells = {((size_t)4 * NY + 4) * NX + 5}, eng.m_vRcvPoints = {C3DPointR(20, 10, 10)};
+        eng.m_vRcvInline = eng.m_vRcvCrossline = {1}, eng.m_vRcvTraceId = eng.m_vRcvFileId = {-1};
+        eng.m_Signal.m_dFreq = kF0;
+        eng.m_cubeGrid = CCubeR(-30, -30, -30, -30 + 10.0 * (NX - 1), -30 + 10.0 * (NY - 1), -30 + 10.0 * (NZ - 1));
+        const size_t cells = (size_t)NX * NY * NZ;
+        std::vector<float> vp(cells), vs(cells), rho(cells), plane((size_t)NZ * NX), m(cells * 3 * L), q(cells);
+        eng.m_pVp = vp.data(), eng.m_pVs = vs.data(), eng.m_pRho = rho.data(), eng.m_pPlane = plane.data();
+        eng.m_pViscoM = bRecords ? m.data() : nullptr;
+        eng.m_pQ = new float[cells]();
+        // The model as loaded, to fit each cell alone below.
+        ASSERT_EQ(0, eng.LoadModelComponent(0, app.m_strModelPW, nullptr, vp.data(), rho.data()));
+        ASSERT_EQ(0, eng.LoadModelComponent(1, app.m_strModelSW, vp.data(), vs.data(), rho.data()));
+        ASSERT_EQ(0, eng.LoadModelComponent(100, app.m_strModelQ, nullptr, q.data(), rho.data()));
+        const std::vector<float> vp0 = vp, vs0 = vs;
+        const int nResult = eng.InitModel();
+        EXPECT_EQ(nullptr, eng.m_pQ);
+        eng.m_pVp = eng.m_pVs = eng.m_pRho = eng.m_pPlane = eng.m_pViscoM = nullptr;
+        EXPECT_EQ(bRecords ? 0 : -1, nResult);
+        if (!bRecords)
+            continue;
+        const float c1 = (float)((1.0 / 10.0) * 0.001 / 15000.0);
+        for (size_t n = 0; n < cells; n += 7)
+        {
+            SCOPED_TRACE(::testing::Message() << "cell " << n << " Q " << q[n]);
+            CViscoCalc v;
+            float p[L], s[L], tau[L], vpi = vp0[n], vsi = vs0[n];
+            const bool bSet = q[n] >= 3.0f && q[n] <= 10000.0f &&
+                              v.InitViscoParams(kF0, L, q[n], q[n], p, s, tau, true, vpi, vsi);
+            for (int l = 0; l < L; l++)
+                EXPECT_TRUE(m[(n * L + l) * 3] == (bSet ? p[l] : 0.0f) && m[(n * L + l) * 3 + 1] == (bSet ? s[l] : 0.0f) &&
+                            m[(n * L + l) * 3 + 2] == (bSet ? tau[l] : 1.0f)) << l;
+            EXPECT_EQ(bSet, q[n] > 3.0f && q[n] <= 10000.0f);
+            EXPECT_EQ(vpi * vpi * 2200.0f * c1, vp[n]);
+        }
+    }
 }
 
 } // namespace
