@@ -19,8 +19,8 @@ typedef std::complex<double> cplx;
 const double kF0 = 25.0, kW0 = 2.0 * M_PI * kF0;
 const float kQs[] = {5.0f, 30.0f, 100.0f, 1000.0f};
 
-// L standard linear solids, strain times te, stress times ts, over the
-// relaxed modulus: M = 1 - L + sum (1 + iw te)/(1 + iw ts); Q = Re M / Im M.
+// L standard linear solids over the relaxed modulus: Q = Re M / Im M with
+// M = 1 - L + sum (1 + iw te)/(1 + iw ts), te, ts strain and stress times.
 cplx Modulus(double w, const std::vector<double>& te, const std::vector<double>& ts)
 {
     cplx m(1.0 - (double)te.size(), 0.0);
@@ -34,18 +34,18 @@ double Quality(cplx m) { return m.real() / m.imag(); }
 struct Fit
 {
     std::vector<float> p, s, tau;
+    float vp = 3000.0f, vs = 1500.0f;   // apparent in, corrected out when asked
     bool bSet;
-    Fit(int L, float Qp, float Qs) : p(L), s(L), tau(L)
+    Fit(int L, float Qp, float Qs, bool bApparent = false) : p(L), s(L), tau(L)
     {
         CViscoCalc v;
-        float vp = 0, vs = 0;
-        bSet = v.InitViscoParams(kF0, L, Qp, Qs, p.data(), s.data(), tau.data(), false, vp, vs);
+        bSet = v.InitViscoParams(kF0, L, Qp, Qs, p.data(), s.data(), tau.data(), bApparent, vp, vs);
     }
     cplx M(double w, bool bS) const
     {
         std::vector<double> te, ts(tau.begin(), tau.end());
         for (size_t l = 0; l < tau.size(); l++)
-            te.push_back((1.0 + (bS ? s : p)[l]) * (double)tau[l]);
+            te.push_back((1.0 + (bS ? s : p)[l]) * ts[l]);
         return Modulus(w, te, ts);
     }
 };
@@ -122,14 +122,6 @@ TEST(ViscoFit, MechanismsAreTheBestBodyOverTheBand)
                 }
                 EXPECT_LT(misfit, c.dMisfit);
             }
-    // Q of 3 and below for both: the neutral set. One below 3 counts as 1000.
-    for (int L : {1, 3})
-    {
-        const Fit n(L, 3.0f, 3.0f), a(L, 2.0f, 50.0f), b(L, 1000.0f, 50.0f);
-        EXPECT_FALSE(n.bSet);
-        EXPECT_TRUE(n.p == std::vector<float>(L, 0.0f) && n.s == n.p && n.tau == std::vector<float>(L, 1.0f));
-        EXPECT_TRUE(a.p == b.p && a.s == b.s && a.tau == b.tau);
-    }
 }
 
 // The phase velocity w/Re(k), k = w/(v sqrt(M)), of the corrected velocity
@@ -142,16 +134,10 @@ TEST(ViscoFit, CorrectedVelocityGivesTheApparentPhaseVelocity)
         for (float Q : kQs)
         {
             SCOPED_TRACE(::testing::Message() << "L " << L << " Q " << Q);
-            CViscoCalc v;
-            float vp = 0, vs = 0, p[10], s[10], tau[10], vp2 = 3000.0f, vs2 = 1500.0f;
-            ASSERT_EQ(0, v.GetCorrectedVelocity(kF0, L, Q, Q, 3000.0f, 1500.0f, vp, vs));
-            EXPECT_LT(vp, 3000.0f);   // dispersion: slower when relaxed
-            const Fit r(L, Q, Q);
-            EXPECT_NEAR(1.0, vp / (1.0 / std::sqrt(r.M(kW0, false))).real() / 3000.0, 1.0 / Q);
-            EXPECT_NEAR(1.0, vs / (1.0 / std::sqrt(r.M(kW0, true))).real() / 1500.0, 1.0 / Q);
-            CViscoCalc w;   // the fit corrects with the same numbers
-            ASSERT_TRUE(w.InitViscoParams(kF0, L, Q, Q, p, s, tau, true, vp2, vs2));
-            EXPECT_TRUE(vp == vp2 && vs == vs2);
+            const Fit r(L, Q, Q, true);
+            EXPECT_LT(r.vp, 3000.0f);   // dispersion: slower when relaxed
+            EXPECT_NEAR(1.0, r.vp / (1.0 / std::sqrt(r.M(kW0, false))).real() / 3000.0, 1.0 / Q);
+            EXPECT_NEAR(1.0, r.vs / (1.0 / std::sqrt(r.M(kW0, true))).real() / 1500.0, 1.0 / Q);
         }
     CViscoCalc v;   // S held to vp/sqrt(2)
     float vp = 0, vs = 0;
