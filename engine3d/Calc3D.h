@@ -76,6 +76,8 @@ public:
     // A whole grid as a plain SEG-Y cube for inspection; failures only print.
     void SaveDebugCube(const char* pszFile, const float* pGrid);
     int InitModel();
+    // Relaxation mechanisms of every cell from m_pQ; 0 or -1.
+    int PrepareViscoElasticModel();
     int PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet);
     int MakeSurface();
     int MakeSurfaceBottomDistributed();

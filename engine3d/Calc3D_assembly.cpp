@@ -19,18 +19,12 @@ int CCalc3D::InitModel()
         u_Error("Error! Memory allocation error. Model cubes were not initialized.\n");
         return -2;
     }
-    // The stiffness of the anisotropic methods and the relaxation
-    // mechanisms come from the rock physics functions, which this build
-    // does not have: refuse before any work rather than run a wrong model.
+    // The stiffness fill of the anisotropic methods is not written yet:
+    // refuse before any work rather than run a wrong model.
     if (nType >= 103)
     {
         u_Error("Error! The stiffness of the anisotropic methods is not available yet in this build of the 3D "
                 "engine.\n");
-        return -200;
-    }
-    if (m_nViscoL > 0)
-    {
-        u_Error("Error! Visco-elastic modelling is not available yet in this build of the 3D engine.\n");
         return -200;
     }
 
@@ -87,8 +81,17 @@ int CCalc3D::InitModel()
     const size_t nxy = (size_t)m_nx * m_ny;
     const int nz = m_nz;
 
-    // 5. Attenuation: Q becomes the per-step damping factor.
-    if (m_pQ)
+    // 5. Attenuation: relaxation mechanisms, which need Q no longer after,
+    // or Q becomes the per-step damping factor.
+    if (m_nViscoL > 0)
+    {
+        nResult = PrepareViscoElasticModel();
+        delete[] m_pQ;
+        m_pQ = nullptr;
+        if (nResult != 0)
+            return nResult;
+    }
+    else if (m_pQ)
     {
         const double e = 2.0 * m_dt * m_Signal.m_dFreq;
         float* const pQ = m_pQ;
