@@ -133,31 +133,6 @@ TEST(ShotGrid, BadStepsAndRecordRange)
     }
 }
 
-// A 2 x 2 P velocity file: traces at x 1000, 1025 and y 200, 250; 31
-// samples every 2 units from 0.
-static void WriteVelocityFile(const std::string& name)
-{
-    sdspc_test::RawSgy s = sdspc_test::LineSgy(4, 31, 5, true, [](int, int) { return 2000.0; });
-    const int xs[4] = {1000, 1025, 1000, 1025};
-    const int ys[4] = {200, 200, 250, 250};
-    for (int k = 0; k < 4; k++)
-    {
-        s.traces[k].srcX = s.traces[k].recX = xs[k];
-        s.traces[k].srcY = s.traces[k].recY = ys[k];
-    }
-    ASSERT_TRUE(sdspc_test::WriteBytes(name, sdspc_test::BuildSgy(s)));
-}
-
-// A grid of 5 x 4 x 3 cells of 10 m from the origin.
-static void SmallGrid(CFakeEngine& e)
-{
-    e.m_dx = 10.0;
-    e.m_cubeGrid = CCubeR(0, 0, 0, 40, 30, 20);
-    e.m_nx = 5;
-    e.m_ny = 4;
-    e.m_nz = 3;
-}
-
 // Rock (Vp 2000) from plane 30 down, air above; column x = 30 has no rock
 // at all.
 struct TracePointFixture : GridFixture

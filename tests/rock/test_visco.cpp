@@ -9,7 +9,7 @@
 
 #include "engine3d/FakeEngine.h"
 #include "engine3d/ModelTestUtil.h"
-#include "files/sdspc_testutil.h"
+#include "common/TestUtil.h"
 #include "rock/ViscoCalc.h"
 
 namespace
@@ -151,7 +151,7 @@ TEST(ViscoFit, CorrectedVelocityGivesTheApparentPhaseVelocity)
 // when there is no grid for the records.
 TEST(ViscoFit, ModelAssemblyBuildsRecordsAndDropsQ)
 {
-    sdspc_test::TempDir dir;
+    testutil::TempDir dir;
     const int NX = 11, NY = 8, NZ = 10, N = 3, L = 3;
     const float qx[5] = {2.99f, 3.0f, 60.0f, 10000.0f, 10000.5f};
     auto cube = [&](const char* name, const std::function<float(double, double, double)>& f) {
