@@ -1,30 +1,12 @@
-// CCalc3D_OMP: the CPU engine. Object life here; memory, schemes and
-// source/recording live in the Calc3D_OMP_*.cpp files. The anisotropic
-// schemes are not part of this build: each says so once and
-// answers with a failure, so that no shot is computed by pretence.
+// CCalc3D_OMP: the CPU engine. Object life and the slab view of the grids
+// here; memory, schemes and source/recording live in the Calc3D_OMP_*.cpp
+// files.
 
 #include "cpu/Calc3D_OMP.h"
 
 #include <algorithm>
 
 #include "base/Output.h"
-
-// Reports an operation that this build lacks, once per operation and process
-// (the time loop would repeat it every step otherwise).
-static void ReportMissing(bool& bReported, const char* pszOperation)
-{
-    if (bReported)
-        return;
-    bReported = true;
-    u_Error("Error! %s is not available in this build of the CPU engine.\n", pszOperation);
-}
-
-#define OMP_MISSING(name)                 \
-    do                                    \
-    {                                     \
-        static bool s_bReported = false;  \
-        ReportMissing(s_bReported, name); \
-    } while (0)
 
 CCalc3D_OMP::CCalc3D_OMP(COndexApp& app)
     : CCalc3D(app),
@@ -52,18 +34,6 @@ CCalc3D_OMP::~CCalc3D_OMP()
         fclose(m_pBigSeis);
         m_pBigSeis = nullptr;
     }
-}
-
-int CCalc3D_OMP::PropagateOrtWaveTau(int, int, int, int, int, int)
-{
-    OMP_MISSING("The orthorhombic scheme (PropagateOrtWaveTau)");
-    return -1;
-}
-
-int CCalc3D_OMP::PropagateAniWaveTau(int, int, int, int, int, int)
-{
-    OMP_MISSING("The general anisotropic scheme (PropagateAniWaveTau)");
-    return -1;
 }
 
 fd::SlabGeom CCalc3D_OMP::SlabGeometry() const

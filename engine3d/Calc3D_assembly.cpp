@@ -2,6 +2,7 @@
 // model, surfaces, attenuation, PML, sponge, and finally velocities and
 // density turned in place into the coefficients the schemes multiply by.
 
+#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <cmath>
@@ -9,6 +10,8 @@
 #include "base/Output.h"
 #include "engine3d/common.h"
 #include "run/OndexApp.h"
+
+ONDEX_PENDING("The stiffness of the anisotropic methods");
 
 int CCalc3D::InitModel()
 {
@@ -23,9 +26,7 @@ int CCalc3D::InitModel()
     // refuse before any work rather than run a wrong model.
     if (nType >= 103)
     {
-        u_Error("Error! The stiffness of the anisotropic methods is not available yet in this build of the 3D "
-                "engine.\n");
-        return -200;
+        return u_NotBuilt("The stiffness of the anisotropic methods");
     }
 
     // 2. Loads; m_pRho is scratch until its own turn.

@@ -1,6 +1,7 @@
 // Results of a shot: one SEG-Y shot gather per component, brought together
 // from the nodes of a depth group by the group leader, and the time fields.
 
+#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <climits>
@@ -14,6 +15,8 @@
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
+
+ONDEX_PENDING("Time fields of a depth group");
 
 int CCalc3D::SaveResults()
 {
@@ -306,8 +309,7 @@ int CCalc3D::SaveTimeField(const char* pszFile, int nKind)
     }
     if (m_pApp->m_nGroupSize > 1)
     {
-        u_Error("Error! Time fields of a depth group are not available yet in this build of the 3D engine.\n");
-        return -200;
+        return u_NotBuilt("Time fields of a depth group");
     }
     float* p = GrabTimeField(nKind);
     if (!p)

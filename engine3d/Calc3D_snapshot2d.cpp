@@ -2,6 +2,7 @@
 // shot, resampled onto a square grid over the user area and appended to the
 // shot's VMG film as one more row.
 
+#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <cstring>
@@ -10,6 +11,8 @@
 #include "base/Output.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
+
+ONDEX_PENDING("2D snapshots of a depth group");
 
 // The film holds four planes per row; further letters are grabbed (the
 // device may check them) but not stored.
@@ -22,8 +25,8 @@ int CCalc3D::AppendVmg2DSnapshot(const char* pszFile, char /*cPlane*/, const cha
     // Depth groups join their planes at the leader; that road is not built.
     if (m_pApp->m_nGroupSize > 1)
     {
-        u_Error("Error! 2D snapshots of a depth group are not available yet in this build of the 3D engine.\n");
-        return -1;
+        u_NotBuilt("2D snapshots of a depth group");
+        return -1;   // the film's failure code, which the loop reports
     }
     if (!pszFile || !pszComponents || !(rStep > 0.0) || !(m_dx > 0.0))
         return -1;

@@ -2,6 +2,7 @@
 // shots, one SEG-Y cube per component and time, one trace per (X, Y) node
 // with depth along the samples, so that it reads back like a model cube.
 
+#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <chrono>
@@ -11,6 +12,8 @@
 #include "base/Output.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
+
+ONDEX_PENDING("3D snapshots of a depth group (MergeDistributedCube)");
 
 // The letters the grabs of every engine know: the six stresses by number,
 // the mean normal stress (pressure), the three velocities. Any other letter
@@ -213,7 +216,5 @@ int CCalc3D::MergeDistributedCube(COndexApp*, const CCubeN&, int* pNz, float*, f
         *pNz = 0;
     if (ppAll)
         *ppAll = nullptr;
-    u_Error("Error! Merging the cube of a depth group (MergeDistributedCube) is not available yet in this build "
-            "of the 3D engine.\n");
-    return -200;
+    return u_NotBuilt("3D snapshots of a depth group (MergeDistributedCube)");
 }
