@@ -180,23 +180,24 @@ int CCalc3D::Save3DSnapshot(const char* pszFile, char cComponent, double dx, dou
     // 8. The file was just made with zero samples, so the column added to
     // them is the column itself: the traces are not read back first, which
     // halves the file traffic of a cube.
-    std::vector<float> vTrace(nz);
+    // A row of traces at a time, each trace a column of the cube.
+    std::vector<float> vRow((size_t)nx * nz);
     const size_t nxy = (size_t)nx * (size_t)ny;
     for (int iy = 0; iy < ny; iy++)
     {
         for (int ix = 0; ix < nx; ix++)
         {
-            const int nTrace = iy * nx + ix;
             const float* pCol = pCube + (size_t)iy * nx + ix;
+            float* pTrace = vRow.data() + (size_t)ix * nz;
             for (int iz = 0; iz < nz; iz++)
-                vTrace[iz] = pCol[iz * nxy];
-            if (!file.SetTrace(nTrace, vTrace.data(), nz))
-            {
-                u_Print("!SetTrace(nx=%d, ny=%d)\n", ix, iy);
-                u_Print("Save3D_data returns false\n");
-                delete[] pCube;
-                return 0;
-            }
+                pTrace[iz] = pCol[iz * nxy];
+        }
+        if (!file.SetTraces(iy * nx, nx, vRow.data(), nz))
+        {
+            u_Print("!SetTrace(ny=%d)\n", iy);
+            u_Print("Save3D_data returns false\n");
+            delete[] pCube;
+            return 0;
         }
     }
     delete[] pCube;

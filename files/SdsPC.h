@@ -194,6 +194,10 @@ public:
     bool GetTrace(int nTrace, float* pBuf, int nLen);
     bool GetTrace(int nTrace, float* pBuf, double* pParam, float* pTmp, float fMin);
     bool SetTrace(int nTrace, float* pBuf, int nLen);
+    // Writes nCount consecutive traces of nLen samples, stored trace after
+    // trace in pData, with the result of SetTrace on each; traces that lie
+    // back to back in a SEG-Y file go in one read and one write per block.
+    bool SetTraces(int nFirst, int nCount, const float* pData, int nLen);
     bool GetTraceHeader(int nTrace, SGY_TRACEHEADER& header, int bConvert);
     bool SetTraceHeader(int nTrace, SGY_TRACEHEADER& header, int reserved);
     bool GetCoord(int nTrace, C3DPointR& src, C3DPointR& rec);
