@@ -59,8 +59,10 @@ int ElaSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int 
         for (int j = 0; j < 3; j++)
             for (int side = 0; side < 2; side++)
             {
+                // Both steps' arrays are checked by either, so that a broken
+                // set is refused before the first half step writes.
                 s.psi[axis][j][side] = bTau ? tau[axis][j][side] : vel[axis][j][side];
-                bAll = bAll && s.psi[axis][j][side] != nullptr;
+                bAll = bAll && vel[axis][j][side] != nullptr && tau[axis][j][side] != nullptr;
             }
     if (!bAll)
     {

@@ -254,3 +254,51 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<ElaCase>& info) { return std::string(info.param.pszName); });
 
 } // namespace
+
+namespace
+{
+
+// Grids the scheme cannot run on: a refusal with -200 and nothing written.
+// (A model without S velocity or density files never gets here: the loader
+// derives both from the P velocity, and clears an S velocity below its
+// threshold, negative ones included, to 0; those rules are tested with the
+// loader.)
+TEST(ElaBadInput, RefusesMissingGridsWithoutWriting)
+{
+    struct Bad
+    {
+        const char* pszName;
+        void (*spoil)(CCalc3D_OMP&);
+    };
+    const Bad bad[] = {
+        {"no shear modulus", [](CCalc3D_OMP& e) { e.m_pVs = nullptr; }},
+        {"no buoyancy", [](CCalc3D_OMP& e) { e.m_pRho = nullptr; }},
+        {"no stress", [](CCalc3D_OMP& e) { e.m_pTxz = nullptr; }},
+        {"no PML profile", [](CCalc3D_OMP& e) { e.m_pPmlAYPHi = nullptr; }},
+        {"no PML memory", [](CCalc3D_OMP& e) { e.m_pPsiUzXLo = nullptr; }},
+    };
+    for (const Bad& b : bad)
+    {
+        SCOPED_TRACE(b.pszName);
+        OmpTestGrid g(16, 16, 16, 102, 3, 4);
+        CCalc3D_OMP& e = g.E();
+        ASSERT_EQ(0, e.AllocateMemory(false, true));
+        std::mt19937 rng(7);
+        OmpTestGrid::FillRandom(e.m_pTxx, g.Cells(), rng, -1.0f, 1.0f);
+        OmpTestGrid::FillRandom(e.m_pRho, g.Cells(), rng, 0.1f, 0.3f);
+        const std::vector<float> ux0(e.m_pUx, e.m_pUx + g.Cells());
+        float* pKeep[] = {e.m_pVs, e.m_pRho, e.m_pTxz, e.m_pPmlAYPHi, e.m_pPsiUzXLo};
+        b.spoil(e);
+        EXPECT_EQ(-200, e.PropagateElaWaveU(2, 2, 2, 13, 13, 13));
+        EXPECT_EQ(-200, e.PropagateElaWaveTau(2, 2, 2, 13, 13, 13));
+        EXPECT_EQ(0, memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)));
+        // Hand the grids back, so the engine frees what it allocated.
+        e.m_pVs = pKeep[0];
+        e.m_pRho = pKeep[1];
+        e.m_pTxz = pKeep[2];
+        e.m_pPmlAYPHi = pKeep[3];
+        e.m_pPsiUzXLo = pKeep[4];
+    }
+}
+
+} // namespace
