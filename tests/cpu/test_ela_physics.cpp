@@ -324,14 +324,22 @@ TEST_P(ElaEnergy, NeverGrowsWithoutSource)
     double e0 = 0, eMax = 0, eLast = 0;
     for (int step = 0; step < c.nSteps; step++)
     {
-        memcpy(uOld.data(), e.m_pUx, cells * sizeof(float));
-        memcpy(uOld.data() + cells, e.m_pUy, cells * sizeof(float));
-        memcpy(uOld.data() + 2 * cells, e.m_pUz, cells * sizeof(float));
+        // Every fourth step: a growth lasts far longer than that.
+        const bool bMeasure = step % 4 == 0 || step == c.nSteps - 1;
+        if (bMeasure)
+        {
+            memcpy(uOld.data(), e.m_pUx, cells * sizeof(float));
+            memcpy(uOld.data() + cells, e.m_pUy, cells * sizeof(float));
+            memcpy(uOld.data() + 2 * cells, e.m_pUz, cells * sizeof(float));
+        }
         ASSERT_EQ(0, e.PropagateElaWaveU(h, h, h, n - h - 1, n - h - 1, n - h - 1));
-        eLast = ElasticEnergy(e, uOld, cells);
-        if (step == 0)
-            e0 = eLast;
-        eMax = std::max(eMax, eLast);
+        if (bMeasure)
+        {
+            eLast = ElasticEnergy(e, uOld, cells);
+            if (step == 0)
+                e0 = eLast;
+            eMax = std::max(eMax, eLast);
+        }
         ASSERT_EQ(0, e.PropagateElaWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1));
     }
     printf("%s: largest energy %.6f of the first, last %.3g\n", c.pszName, eMax / e0, eLast / e0);
