@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "cpu/FDScheme.h"
+#include "cpu/PmlScheme.h"
 
 namespace ela
 {
@@ -88,46 +88,6 @@ ONDEX_HD void ElaStrainDerivs(const ElaFields& f, int64_t i, StrainDerivs& d)
     d.b2 = fd::DMinus(f.uz, i, 1);
     d.c1 = fd::DMinus(f.uy, i, f.sz);
     d.c2 = fd::DMinus(f.uz, i, f.sy);
-}
-
-// One side of one axis' PML slab for one half step: the memory array and
-// the profile pair of each of the three derivatives along that axis.
-struct SlabSide
-{
-    float* psi[3];
-    const float* a[3];
-    const float* b[3];
-};
-
-// The three memory-variable updates of a slab at slab index k, in the
-// order of the derivatives.
-ONDEX_HD void SlabUpdate(const SlabSide& s, int64_t k, float& d0, float& d1, float& d2)
-{
-    d0 = fd::Cpml(d0, s.psi[0][k], s.a[0][k], s.b[0][k]);
-    d1 = fd::Cpml(d1, s.psi[1][k], s.a[1][k], s.b[1][k]);
-    d2 = fd::Cpml(d2, s.psi[2][k], s.a[2][k], s.b[2][k]);
-}
-
-// Per axis, the derivatives of that axis as references, so one slab
-// update serves both half steps.
-ONDEX_HD void SlabVel(const SlabSide& s, int64_t k, int nAxis, VelDerivs& d)
-{
-    if (nAxis == 0)
-        SlabUpdate(s, k, d.xTxx, d.xTxy, d.xTxz);
-    else if (nAxis == 1)
-        SlabUpdate(s, k, d.yTxy, d.yTyy, d.yTyz);
-    else
-        SlabUpdate(s, k, d.zTxz, d.zTyz, d.zTzz);
-}
-
-ONDEX_HD void SlabStrain(const SlabSide& s, int64_t k, int nAxis, StrainDerivs& d)
-{
-    if (nAxis == 0)
-        SlabUpdate(s, k, d.ex, d.a2, d.b2);
-    else if (nAxis == 1)
-        SlabUpdate(s, k, d.ey, d.a1, d.c2);
-    else
-        SlabUpdate(s, k, d.ez, d.b1, d.c1);
 }
 
 // Whether the velocity and shear updates of a cell take their full form:
@@ -309,124 +269,95 @@ ONDEX_HD void ViscoUpdateTau(const ElaFields& f, int64_t i, const StrainDerivs& 
     f.tyz[i] = tyz;
 }
 
-// Everything a cell of either half step may need: fields, absorbing
-// boundary, surface switch, ramp, damping and mechanisms. Plain pointers
-// and integers, so the record can be handed to a device kernel as is.
-struct ElaGrid
+// The stencil of derivative j of an axis group (the order of VelDerivs and
+// StrainDerivs): in the velocity step the normal stress of the axis is the
+// D- one (x: Txx, y: Tyy, z: Tzz), in the stress step the strain (j = 0)
+// is D+ and the two shear halves are D-.
+ONDEX_HD int DerivStencil(bool bTau, int axis, int j)
+{
+    if (bTau)
+        return j == 0 ? fd::kPlus : fd::kMinus;
+    return j == axis ? fd::kMinus : fd::kPlus;
+}
+
+// Everything one half step of a cell may need: fields, absorbing boundary,
+// surface switch, ramp, damping and mechanisms. Plain pointers and
+// integers, so the record can be handed to a device kernel as is.
+struct ElaStep
 {
     ElaFields f;
-    int nx, ny;
-    int nZ0, nZAll;   // first plane of this node, planes of the whole model
-    int h, W;         // halo and PML slab width
+    fd::SlabGeom g;
     bool bPML;
+    fd::PmlProfiles prof;
+    // This half step's memory arrays, [axis][derivative of the axis group]
+    // [low, high side].
+    float* psi[3][3][2];
     const float* taper;
     int nTaper;
     bool bSuppressSV;
     float fS;          // S-wave ramp; 1 when SuppressSV is off
     const float* q;    // per-step damping, null without (or with mechanisms)
     ViscoView visco;
-    // PML sides [axis x, y, z][low, high] of the velocity and stress steps.
-    SlabSide u[3][2];
-    SlabSide t[3][2];
 };
 
-// Slab index of a cell in the slab [axis][side], or -1 when the cell lies
-// outside it.
-ONDEX_HD int64_t SlabIndex(const ElaGrid& g, int x, int y, int z, int nAxis, int nSide)
+ONDEX_HD int64_t ElaIndex(const ElaFields& f, int x, int y, int z)
 {
-    const int64_t nx = g.nx, ny = g.ny;
-    if (nAxis == 0)
-    {
-        const int k = nSide == 0 ? x - g.h : g.nx - x - g.h - 1;
-        return k >= 0 && k < g.W ? ((int64_t)z * ny + y) * g.W + k : -1;
-    }
-    if (nAxis == 1)
-    {
-        const int k = nSide == 0 ? y - g.h : g.ny - y - g.h - 1;
-        return k >= 0 && k < g.W ? ((int64_t)z * g.W + k) * nx + x : -1;
-    }
-    const int zg = z + g.nZ0;
-    const int k = nSide == 0 ? zg - g.h : g.nZAll - zg - g.h - 1;
-    return k >= 0 && k < g.W ? (int64_t)k * nx * ny + (int64_t)y * nx + x : -1;
+    return (int64_t)z * f.sz + (int64_t)y * f.sy + x;
+}
+
+// The PML of one axis on the three derivatives along it; k holds the
+// cell's low and high slab indices of that axis.
+ONDEX_HD void AxisPml(const ElaStep& s, bool bTau, int axis, const int64_t k[2], float& d0, float& d1, float& d2)
+{
+    d0 = fd::PmlAxis(d0, s.psi[axis][0], s.prof, axis, DerivStencil(bTau, axis, 0), k);
+    d1 = fd::PmlAxis(d1, s.psi[axis][1], s.prof, axis, DerivStencil(bTau, axis, 1), k);
+    d2 = fd::PmlAxis(d2, s.psi[axis][2], s.prof, axis, DerivStencil(bTau, axis, 2), k);
 }
 
 // The velocity step of one cell with every test made here: slab
-// membership in the order z low, z high, y low, y high, x low, x high,
-// sponge distance and surface.
-ONDEX_HD void ElaCellU(const ElaGrid& g, int x, int y, int z)
+// membership, sponge distance and surface.
+ONDEX_HD void ElaCellU(const ElaStep& s, int x, int y, int z)
 {
-    const int64_t i = (int64_t)z * g.f.sz + (int64_t)y * g.f.sy + x;
+    const int64_t i = ElaIndex(s.f, x, y, z);
     VelDerivs d;
-    ElaVelDerivs(g.f, i, d);
-    const bool bFull = FullBelow(g.f, i, g.bSuppressSV);
-    if (g.bPML)
+    ElaVelDerivs(s.f, i, d);
+    const bool bFull = FullBelow(s.f, i, s.bSuppressSV);
+    if (s.bPML)
     {
-        for (int nAxis = 2; nAxis >= 0; nAxis--)
-            for (int nSide = 0; nSide < 2; nSide++)
-            {
-                const int64_t k = SlabIndex(g, x, y, z, nAxis, nSide);
-                if (k >= 0)
-                    SlabVel(g.u[nAxis][nSide], k, nAxis, d);
-            }
-        ElaUpdateU<false>(g.f, i, d, bFull, 1.0f);
+        const fd::CellSlabs c = fd::SlabsOfCell(s.g, x, y, z);
+        AxisPml(s, false, fd::kAxisZ, c.k[fd::kAxisZ], d.zTxz, d.zTyz, d.zTzz);
+        AxisPml(s, false, fd::kAxisY, c.k[fd::kAxisY], d.yTxy, d.yTyy, d.yTyz);
+        AxisPml(s, false, fd::kAxisX, c.k[fd::kAxisX], d.xTxx, d.xTxy, d.xTxz);
+        ElaUpdateU<false>(s.f, i, d, bFull, 1.0f);
         return;
     }
-    const int m = fd::FaceDistance(x, y, z + g.nZ0, g.nx, g.ny, g.nZAll);
-    if (fd::InSponge(m, g.nTaper))
-        ElaUpdateU<true>(g.f, i, d, bFull, g.taper[m]);
-    else
-        ElaUpdateU<false>(g.f, i, d, bFull, 1.0f);
+    ElaUpdateU<true>(s.f, i, d, bFull, fd::SpongeOfCell(s.g, s.taper, s.nTaper, x, y, z));
 }
 
 // The stress step of one cell, elastic or viscoelastic, with every test.
-ONDEX_HD void ElaCellTau(const ElaGrid& g, int x, int y, int z)
+// A sponge factor of 1 leaves the bits of the form without sponge.
+ONDEX_HD void ElaCellTau(const ElaStep& s, int x, int y, int z)
 {
-    const int64_t i = (int64_t)z * g.f.sz + (int64_t)y * g.f.sy + x;
+    const int64_t i = ElaIndex(s.f, x, y, z);
     StrainDerivs d;
-    ElaStrainDerivs(g.f, i, d);
-    const bool bFull = FullBelow(g.f, i, g.bSuppressSV);
-    bool bSponge = false;
-    float s = 1.0f;
-    if (g.bPML)
+    ElaStrainDerivs(s.f, i, d);
+    const bool bFull = FullBelow(s.f, i, s.bSuppressSV);
+    float t = 1.0f;
+    if (s.bPML)
     {
-        for (int nAxis = 2; nAxis >= 0; nAxis--)
-            for (int nSide = 0; nSide < 2; nSide++)
-            {
-                const int64_t k = SlabIndex(g, x, y, z, nAxis, nSide);
-                if (k >= 0)
-                    SlabStrain(g.t[nAxis][nSide], k, nAxis, d);
-            }
+        const fd::CellSlabs c = fd::SlabsOfCell(s.g, x, y, z);
+        AxisPml(s, true, fd::kAxisZ, c.k[fd::kAxisZ], d.ez, d.b1, d.c1);
+        AxisPml(s, true, fd::kAxisY, c.k[fd::kAxisY], d.ey, d.a1, d.c2);
+        AxisPml(s, true, fd::kAxisX, c.k[fd::kAxisX], d.ex, d.a2, d.b2);
     }
     else
-    {
-        const int m = fd::FaceDistance(x, y, z + g.nZ0, g.nx, g.ny, g.nZAll);
-        bSponge = fd::InSponge(m, g.nTaper);
-        if (bSponge)
-            s = g.taper[m];
-    }
-    if (IsViscoCell(g.visco, i))
-    {
-        if (bSponge)
-            ViscoUpdateTau<true>(g.f, i, d, g.fS, bFull, s, g.visco);
-        else
-            ViscoUpdateTau<false>(g.f, i, d, g.fS, bFull, s, g.visco);
-        return;
-    }
-    const bool bQ = g.q != nullptr && g.visco.L <= 0;
-    if (bSponge)
-    {
-        if (bQ)
-            ElaUpdateTau<true, true>(g.f, i, d, g.fS, bFull, s, g.q);
-        else
-            ElaUpdateTau<true, false>(g.f, i, d, g.fS, bFull, s, g.q);
-    }
+        t = fd::SpongeOfCell(s.g, s.taper, s.nTaper, x, y, z);
+    if (IsViscoCell(s.visco, i))
+        ViscoUpdateTau<true>(s.f, i, d, s.fS, bFull, t, s.visco);
+    else if (s.q != nullptr && s.visco.L <= 0)
+        ElaUpdateTau<true, true>(s.f, i, d, s.fS, bFull, t, s.q);
     else
-    {
-        if (bQ)
-            ElaUpdateTau<false, true>(g.f, i, d, g.fS, bFull, s, g.q);
-        else
-            ElaUpdateTau<false, false>(g.f, i, d, g.fS, bFull, s, g.q);
-    }
+        ElaUpdateTau<true, false>(s.f, i, d, s.fS, bFull, t, s.q);
 }
 
 } // namespace ela

@@ -16,11 +16,12 @@ struct ElaPhysicsBox
     double dx, dt;
 
     // vel(x, y, z, vp, vs, rho) fills one cell; W > 0: PML, else sponge.
+    // n cells along x, and along y and z unless given.
     ElaPhysicsBox(int n, int W, double dDx, double dDt, double dFreq,
-                  const std::function<void(int, int, int, double&, double&, double&)>& vel, int nz = 0)
+                  const std::function<void(int, int, int, double&, double&, double&)>& vel, int nz = 0, int ny = 0)
         : dx(dDx), dt(dDt)
     {
-        g.reset(new OmpTestGrid(n, n, nz > 0 ? nz : n, 102, W, 12));
+        g.reset(new OmpTestGrid(n, ny > 0 ? ny : n, nz > 0 ? nz : n, 102, W, 12));
         CCalc3D_OMP& e = g->E();
         e.m_dx = dx;
         e.m_dt = dt;

@@ -18,80 +18,54 @@
 namespace
 {
 
-// The record of the per-cell functions, from the arrays' names: for each
-// axis the derivatives along it, with the stencil of each (D- takes the M
-// profiles, D+ the P ones).
-ela::ElaGrid RefGrid(CCalc3D_OMP& e)
+// The record of the per-cell functions for one half step, from the arrays'
+// names: per axis the derivatives along it with the stencil of each (D-
+// takes the M profiles, D+ the P ones).
+ela::ElaStep RefStep(CCalc3D_OMP& e, bool bTau)
 {
-    ela::ElaGrid g = {};
-    g.f = {e.m_pUx, e.m_pUy, e.m_pUz, e.m_pTxx, e.m_pTyy, e.m_pTzz, e.m_pTxy, e.m_pTxz, e.m_pTyz,
+    ela::ElaStep s = {};
+    s.f = {e.m_pUx, e.m_pUy, e.m_pUz, e.m_pTxx, e.m_pTyy, e.m_pTzz, e.m_pTxy, e.m_pTxz, e.m_pTyz,
            e.m_pRho, e.m_pVp, e.m_pVs, e.m_nx, (int64_t)e.m_nx * e.m_ny};
-    g.nx = e.m_nx;
-    g.ny = e.m_ny;
-    g.nZ0 = e.m_nZ0;
-    g.nZAll = e.m_nZAll;
-    g.h = e.m_nHalo;
-    g.W = e.m_nPML;
-    g.bPML = e.m_bPML;
-    g.taper = e.m_fTaper;
-    g.nTaper = e.m_nTaper;
-    g.bSuppressSV = e.m_bSuppressSV;
-    g.fS = e.m_bSuppressSV ? e.m_fSWave : 1.0f;
-    g.q = e.m_nViscoL > 0 ? nullptr : e.m_pQ;
-    g.visco = {e.m_pViscoM, e.m_pViscoG, e.m_nViscoL, (float)e.m_dt};
+    s.g = {e.m_nx, e.m_ny, e.m_bPML ? e.m_nPML : 0, e.m_nHalo, e.m_nZ0, e.m_nZAll};
+    s.bPML = e.m_bPML;
+    s.taper = e.m_fTaper;
+    s.nTaper = e.m_nTaper;
+    s.bSuppressSV = e.m_bSuppressSV;
+    s.fS = e.m_bSuppressSV ? e.m_fSWave : 1.0f;
+    s.q = e.m_nViscoL > 0 ? nullptr : e.m_pQ;
+    s.visco = {e.m_pViscoM, e.m_pViscoG, e.m_nViscoL, (float)e.m_dt};
     if (!e.m_bPML)
-        return g;
-    struct Prof
-    {
-        float *aMLo, *bMLo, *aPLo, *bPLo, *aMHi, *bMHi, *aPHi, *bPHi;
-    };
-    const Prof prof[3] = {
+        return s;
+    // [axis] {aMLo, bMLo, aPLo, bPLo, aMHi, bMHi, aPHi, bPHi}
+    const float* const prof[3][8] = {
         {e.m_pPmlAXMLo, e.m_pPmlBXMLo, e.m_pPmlAXPLo, e.m_pPmlBXPLo, e.m_pPmlAXMHi, e.m_pPmlBXMHi, e.m_pPmlAXPHi,
          e.m_pPmlBXPHi},
         {e.m_pPmlAYMLo, e.m_pPmlBYMLo, e.m_pPmlAYPLo, e.m_pPmlBYPLo, e.m_pPmlAYMHi, e.m_pPmlBYMHi, e.m_pPmlAYPHi,
          e.m_pPmlBYPHi},
         {e.m_pPmlAZMLo, e.m_pPmlBZMLo, e.m_pPmlAZPLo, e.m_pPmlBZPLo, e.m_pPmlAZMHi, e.m_pPmlBZMHi, e.m_pPmlAZPHi,
          e.m_pPmlBZPHi}};
-    auto set = [&](ela::SlabSide& s, int k, int nAxis, bool bMinus, float* lo, float* hi, int nSide) {
-        const Prof& p = prof[nAxis];
-        s.psi[k] = nSide == 0 ? lo : hi;
-        if (nSide == 0)
-        {
-            s.a[k] = bMinus ? p.aMLo : p.aPLo;
-            s.b[k] = bMinus ? p.bMLo : p.bPLo;
-        }
-        else
-        {
-            s.a[k] = bMinus ? p.aMHi : p.aPHi;
-            s.b[k] = bMinus ? p.bMHi : p.bPHi;
-        }
-    };
-    for (int s = 0; s < 2; s++)
-    {
-        // Velocity step: x: D-x Txx, D+x Txy, D+x Txz; y: D+y Txy, D-y Tyy,
-        // D+y Tyz; z: D+z Txz, D+z Tyz, D-z Tzz.
-        set(g.u[0][s], 0, 0, true, e.m_pPsiTxxXLo, e.m_pPsiTxxXHi, s);
-        set(g.u[0][s], 1, 0, false, e.m_pPsiTxyXLo, e.m_pPsiTxyXHi, s);
-        set(g.u[0][s], 2, 0, false, e.m_pPsiTxzXLo, e.m_pPsiTxzXHi, s);
-        set(g.u[1][s], 0, 1, false, e.m_pPsiTxyYLo, e.m_pPsiTxyYHi, s);
-        set(g.u[1][s], 1, 1, true, e.m_pPsiTyyYLo, e.m_pPsiTyyYHi, s);
-        set(g.u[1][s], 2, 1, false, e.m_pPsiTyzYLo, e.m_pPsiTyzYHi, s);
-        set(g.u[2][s], 0, 2, false, e.m_pPsiTxzZLo, e.m_pPsiTxzZHi, s);
-        set(g.u[2][s], 1, 2, false, e.m_pPsiTyzZLo, e.m_pPsiTyzZHi, s);
-        set(g.u[2][s], 2, 2, true, e.m_pPsiTzzZLo, e.m_pPsiTzzZHi, s);
-        // Stress step: x: ex = D+x Ux, a2 = D-x Uy, b2 = D-x Uz; y: ey, a1 =
-        // D-y Ux, c2 = D-y Uz; z: ez, b1 = D-z Ux, c1 = D-z Uy.
-        set(g.t[0][s], 0, 0, false, e.m_pPsiUxXLo, e.m_pPsiUxXHi, s);
-        set(g.t[0][s], 1, 0, true, e.m_pPsiUyXLo, e.m_pPsiUyXHi, s);
-        set(g.t[0][s], 2, 0, true, e.m_pPsiUzXLo, e.m_pPsiUzXHi, s);
-        set(g.t[1][s], 0, 1, false, e.m_pPsiUyYLo, e.m_pPsiUyYHi, s);
-        set(g.t[1][s], 1, 1, true, e.m_pPsiUxYLo, e.m_pPsiUxYHi, s);
-        set(g.t[1][s], 2, 1, true, e.m_pPsiUzYLo, e.m_pPsiUzYHi, s);
-        set(g.t[2][s], 0, 2, false, e.m_pPsiUzZLo, e.m_pPsiUzZHi, s);
-        set(g.t[2][s], 1, 2, true, e.m_pPsiUxZLo, e.m_pPsiUxZHi, s);
-        set(g.t[2][s], 2, 2, true, e.m_pPsiUyZLo, e.m_pPsiUyZHi, s);
-    }
-    return g;
+    for (int axis = 0; axis < 3; axis++)
+        for (int side = 0; side < 2; side++)
+            for (int st = 0; st < 2; st++)
+            {
+                const int k = 4 * side + (st == fd::kMinus ? 0 : 2);
+                s.prof.a[axis][st][side] = prof[axis][k];
+                s.prof.b[axis][st][side] = prof[axis][k + 1];
+            }
+    // Velocity step: x: D-x Txx, D+x Txy, D+x Txz; y: D+y Txy, D-y Tyy,
+    // D+y Tyz; z: D+z Txz, D+z Tyz, D-z Tzz. Stress step: x: ex = D+x Ux,
+    // a2 = D-x Uy, b2 = D-x Uz; y: ey, a1 = D-y Ux, c2 = D-y Uz; z: ez,
+    // b1 = D-z Ux, c1 = D-z Uy.
+    float* const vel[3][3][2] = {
+        {{e.m_pPsiTxxXLo, e.m_pPsiTxxXHi}, {e.m_pPsiTxyXLo, e.m_pPsiTxyXHi}, {e.m_pPsiTxzXLo, e.m_pPsiTxzXHi}},
+        {{e.m_pPsiTxyYLo, e.m_pPsiTxyYHi}, {e.m_pPsiTyyYLo, e.m_pPsiTyyYHi}, {e.m_pPsiTyzYLo, e.m_pPsiTyzYHi}},
+        {{e.m_pPsiTxzZLo, e.m_pPsiTxzZHi}, {e.m_pPsiTyzZLo, e.m_pPsiTyzZHi}, {e.m_pPsiTzzZLo, e.m_pPsiTzzZHi}}};
+    float* const tau[3][3][2] = {
+        {{e.m_pPsiUxXLo, e.m_pPsiUxXHi}, {e.m_pPsiUyXLo, e.m_pPsiUyXHi}, {e.m_pPsiUzXLo, e.m_pPsiUzXHi}},
+        {{e.m_pPsiUyYLo, e.m_pPsiUyYHi}, {e.m_pPsiUxYLo, e.m_pPsiUxYHi}, {e.m_pPsiUzYLo, e.m_pPsiUzYHi}},
+        {{e.m_pPsiUzZLo, e.m_pPsiUzZHi}, {e.m_pPsiUxZLo, e.m_pPsiUxZHi}, {e.m_pPsiUyZLo, e.m_pPsiUyZHi}}};
+    memcpy(s.psi, bTau ? tau : vel, sizeof(s.psi));
+    return s;
 }
 
 struct ElaCase
@@ -236,7 +210,7 @@ TEST_P(ElaMatchesReference, ThreeStepsBitForBit)
     for (size_t k = 0; k < a.size(); k++)
         memcpy(b[k].first, a[k].first, a[k].second * sizeof(float));
     memcpy(ref->E().m_fTaper, e.m_fTaper, sizeof(e.m_fTaper));
-    const ela::ElaGrid rg = RefGrid(ref->E());
+    const ela::ElaStep ru = RefStep(ref->E(), false), rt = RefStep(ref->E(), true);
 
     const int h = e.m_nHalo;
     const int z0 = h, z1 = c.nz - h - 1;
@@ -252,7 +226,7 @@ TEST_P(ElaMatchesReference, ThreeStepsBitForBit)
             for (int z = z0; z <= z1; z++)
                 for (int y = y0; y <= y1; y++)
                     for (int x = x0; x <= x1; x++)
-                        half ? ela::ElaCellTau(rg, x, y, z) : ela::ElaCellU(rg, x, y, z);
+                        half ? ela::ElaCellTau(rt, x, y, z) : ela::ElaCellU(ru, x, y, z);
             for (size_t k = 0; k < a.size(); k++)
                 EXPECT_TRUE(SameBits(k, a[k].first, b[k].first, a[k].second));
             if (HasFailure())
@@ -278,5 +252,53 @@ INSTANTIATE_TEST_SUITE_P(
                       ElaCase{"SpongeDepthNode", 20, 19, 14, 0, 4, 6, 0, 0, 0, 0, false, 1.0f, false, 0},
                       ElaCase{"SpongeVisco", 23, 21, 22, 0, 0, 0, 0, 0, 0, 0, false, 1.0f, true, 2}),
     [](const ::testing::TestParamInfo<ElaCase>& info) { return std::string(info.param.pszName); });
+
+} // namespace
+
+namespace
+{
+
+// Grids the scheme cannot run on: a refusal with -200 and nothing written.
+// (A model without S velocity or density files never gets here: the loader
+// derives both from the P velocity, and clears an S velocity below its
+// threshold, negative ones included, to 0; those rules are tested with the
+// loader.)
+TEST(ElaBadInput, RefusesMissingGridsWithoutWriting)
+{
+    struct Bad
+    {
+        const char* pszName;
+        void (*spoil)(CCalc3D_OMP&);
+    };
+    const Bad bad[] = {
+        {"no shear modulus", [](CCalc3D_OMP& e) { e.m_pVs = nullptr; }},
+        {"no buoyancy", [](CCalc3D_OMP& e) { e.m_pRho = nullptr; }},
+        {"no stress", [](CCalc3D_OMP& e) { e.m_pTxz = nullptr; }},
+        {"no PML profile", [](CCalc3D_OMP& e) { e.m_pPmlAYPHi = nullptr; }},
+        {"no PML memory", [](CCalc3D_OMP& e) { e.m_pPsiUzXLo = nullptr; }},
+    };
+    for (const Bad& b : bad)
+    {
+        SCOPED_TRACE(b.pszName);
+        OmpTestGrid g(16, 16, 16, 102, 3, 4);
+        CCalc3D_OMP& e = g.E();
+        ASSERT_EQ(0, e.AllocateMemory(false, true));
+        std::mt19937 rng(7);
+        OmpTestGrid::FillRandom(e.m_pTxx, g.Cells(), rng, -1.0f, 1.0f);
+        OmpTestGrid::FillRandom(e.m_pRho, g.Cells(), rng, 0.1f, 0.3f);
+        const std::vector<float> ux0(e.m_pUx, e.m_pUx + g.Cells());
+        float* pKeep[] = {e.m_pVs, e.m_pRho, e.m_pTxz, e.m_pPmlAYPHi, e.m_pPsiUzXLo};
+        b.spoil(e);
+        EXPECT_EQ(-200, e.PropagateElaWaveU(2, 2, 2, 13, 13, 13));
+        EXPECT_EQ(-200, e.PropagateElaWaveTau(2, 2, 2, 13, 13, 13));
+        EXPECT_EQ(0, memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)));
+        // Hand the grids back, so the engine frees what it allocated.
+        e.m_pVs = pKeep[0];
+        e.m_pRho = pKeep[1];
+        e.m_pTxz = pKeep[2];
+        e.m_pPmlAYPHi = pKeep[3];
+        e.m_pPsiUzXLo = pKeep[4];
+    }
+}
 
 } // namespace

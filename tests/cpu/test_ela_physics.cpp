@@ -259,9 +259,18 @@ struct EnergyCase
     int W;              // PML width, 0 for the sponge
 };
 
-// A fluid layer is run with the sponge: with the PML, the fluid's pressure
-// grows linearly (about 200 times the energy in 2000 steps), the PML
-// stretching the derivatives of the layer's static flow; not yet resolved.
+// A fluid layer over rock is run with the sponge only. With the PML the
+// same start grows without bound (x 200 in 2000 steps at W = 6, x 3e8 at
+// W = 11, where no profile has a negative frequency shift), and this is the
+// PML as defined, not its wiring: every memory array, stencil and profile
+// pair matches the table of derivatives (the reference test checks them by
+// name), an all-fluid box and rock boxes decay, and the growth needs three
+// things at once: an x or y slab (a z slab alone stays stable), crossing
+// the interface between a medium of zero shear modulus and a solid (a
+// "fluid" of vs 300 m/s over the same rock decays), for an exponential
+// growth (e-fold about 120 steps) that starts where the interface meets the
+// slab. The convolutional PML is known not to be stable for every
+// interface wave; the fluid-solid one is such a case here.
 class ElaEnergy : public ::testing::TestWithParam<EnergyCase>
 {
 };
@@ -315,14 +324,22 @@ TEST_P(ElaEnergy, NeverGrowsWithoutSource)
     double e0 = 0, eMax = 0, eLast = 0;
     for (int step = 0; step < c.nSteps; step++)
     {
-        memcpy(uOld.data(), e.m_pUx, cells * sizeof(float));
-        memcpy(uOld.data() + cells, e.m_pUy, cells * sizeof(float));
-        memcpy(uOld.data() + 2 * cells, e.m_pUz, cells * sizeof(float));
+        // Every fourth step: a growth lasts far longer than that.
+        const bool bMeasure = step % 4 == 0 || step == c.nSteps - 1;
+        if (bMeasure)
+        {
+            memcpy(uOld.data(), e.m_pUx, cells * sizeof(float));
+            memcpy(uOld.data() + cells, e.m_pUy, cells * sizeof(float));
+            memcpy(uOld.data() + 2 * cells, e.m_pUz, cells * sizeof(float));
+        }
         ASSERT_EQ(0, e.PropagateElaWaveU(h, h, h, n - h - 1, n - h - 1, n - h - 1));
-        eLast = ElasticEnergy(e, uOld, cells);
-        if (step == 0)
-            e0 = eLast;
-        eMax = std::max(eMax, eLast);
+        if (bMeasure)
+        {
+            eLast = ElasticEnergy(e, uOld, cells);
+            if (step == 0)
+                e0 = eLast;
+            eMax = std::max(eMax, eLast);
+        }
         ASSERT_EQ(0, e.PropagateElaWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1));
     }
     printf("%s: largest energy %.6f of the first, last %.3g\n", c.pszName, eMax / e0, eLast / e0);
@@ -342,5 +359,113 @@ INSTANTIATE_TEST_SUITE_P(Media, ElaEnergy,
                          [](const ::testing::TestParamInfo<EnergyCase>& info) {
                              return std::string(info.param.pszName);
                          });
+
+} // namespace
+
+namespace
+{
+
+// Root of the Rayleigh equation (2 - c^2/b^2)^2 = 4 sqrt(1 - c^2/a^2)
+// sqrt(1 - c^2/b^2) between 0 and b, by bisection: the left side minus the
+// right is positive near 0 (c^4 terms cancel to leading order) and
+// negative towards b.
+double RayleighSpeed(double a, double b)
+{
+    auto F = [&](double c) {
+        const double s = c * c / (b * b);
+        return (2 - s) * (2 - s) - 4 * std::sqrt(1 - c * c / (a * a)) * std::sqrt(1 - s);
+    };
+    double lo = 0.5 * b, hi = b;
+    const double fLo = F(lo);
+    for (int k = 0; k < 100; k++)
+    {
+        const double m = 0.5 * (lo + hi);
+        ((F(m) > 0) == (fLo > 0) ? lo : hi) = m;
+    }
+    return 0.5 * (lo + hi);
+}
+
+// Lamb's problem: a vertical point force just below the free surface of a
+// homogeneous half space (empty cells above). The Rayleigh pulse dominates
+// the vertical surface motion; its travel time between two surface
+// receivers, by cross-correlation of windows around the predicted
+// arrivals, gives the phase speed. Afterwards the run goes on without
+// source: the surface and the PML must not feed the field.
+TEST(ElaPhysics, LambRayleighSpeedAndNoGrowth)
+{
+    const double vp = 2000, vs = 1000, rho = 2000, dx = 10, dt = 0.002, f = 6, t0 = 0.2;
+    const int nx = 78, ny = 30, nz = 36, W = 10, zs = 13;   // rock from plane zs down
+    const int xs = 14, r1 = 20, r2 = 45;                  // source column, receiver offsets
+    const double vR = RayleighSpeed(vp, vs);
+    ElaPhysicsBox box(nx, W, dx, dt, f, [&](int, int, int z, double& p, double& s, double& r) {
+        p = z < zs ? 0 : vp;
+        s = z < zs ? 0 : vs;
+        r = z < zs ? 0 : rho;
+    }, nz, ny);
+    ASSERT_TRUE(box.ok);
+    CCalc3D_OMP& e = box.E();
+    const int y0 = ny / 2, zr = zs + 1;
+    const size_t src = box.Index(xs, y0, zr);
+    const int nRecord = 420, nAll = 1500;
+    std::vector<double> u1, u2;
+    double peak = 0, late = 0;
+    for (int step = 0; step < nAll; step++)
+    {
+        const double tn = step * dt;
+        e.m_pUz[src] += (float)(kK * dt * 1e12 * Ricker(tn - t0, f) / (rho * dx * dx * dx));
+        box.Step();
+        if (step < nRecord)
+        {
+            u1.push_back(e.m_pUz[box.Index(xs + r1, y0, zr)]);
+            u2.push_back(e.m_pUz[box.Index(xs + r2, y0, zr)]);
+        }
+        if (step == nRecord || step == nAll - 1)
+        {
+            double m = 0;
+            for (size_t i = 0; i < box.g->Cells(); i++)
+                m = std::max(m, (double)std::fabs(e.m_pUz[i]) + std::fabs(e.m_pUx[i]) + std::fabs(e.m_pUy[i]));
+            (step == nRecord ? peak : late) = m;
+        }
+    }
+    // Windows of one period around the predicted arrivals (the R pulse
+    // trails the S pulse by 7% of the travel time, the P pulse leads it by
+    // half: at these distances only the R pulse fills the window).
+    auto window = [&](const std::vector<double>& u, double r) {
+        std::vector<double> w(u.size(), 0.0);
+        const double tc = t0 + r * dx / vR;
+        for (size_t k = 0; k < u.size(); k++)
+        {
+            const double s = ((k + 0.5) * dt - tc) * f;
+            w[k] = std::fabs(s) < 1.0 ? u[k] * std::cos(0.5 * M_PI * s) * std::cos(0.5 * M_PI * s) : 0.0;
+        }
+        return w;
+    };
+    const std::vector<double> w1 = window(u1, r1), w2 = window(u2, r2);
+    auto xc = [&](int lag) {
+        double s = 0;
+        for (int k = 0; k < (int)w1.size(); k++)
+            if (k + lag >= 0 && k + lag < (int)w2.size())
+                s += w1[k] * w2[k + lag];
+        return s;
+    };
+    int best = 0;
+    for (int lag = 1; lag < nRecord; lag++)
+        if (xc(lag) > xc(best))
+            best = lag;
+    const double c0 = xc(best - 1), c1 = xc(best), c2 = xc(best + 1);
+    const double lag = best + 0.5 * (c0 - c2) / (c0 - 2 * c1 + c2);
+    const double vNum = (r2 - r1) * dx / (lag * dt);
+    printf("Lamb: Rayleigh speed %.2f m/s against %.2f (ratio %.4f); field after %d steps %.3g of the peak\n", vNum,
+           vR, vNum / vR, nAll, late / peak);
+    // 15.5 cells per Rayleigh wavelength. Measured 1.8% slow (2.2% at 4 Hz,
+    // so not a matter of sampling alone): the point source's pulse in a
+    // channel 6 cells wide between the y slabs, or the empty-cell surface,
+    // is not yet told apart. The bound catches a wrong surface rule (a
+    // missing factor 2 or a moving shear stress shifts the speed by far
+    // more) but not the last percent.
+    EXPECT_NEAR(1.0, vNum / vR, 0.03);
+    ASSERT_GT(peak, 0.0);
+    EXPECT_LT(late, 1e-3 * peak);
+}
 
 } // namespace

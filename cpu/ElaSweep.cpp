@@ -1,0 +1,343 @@
+// The elastic half steps over a box, on the CPU.
+//
+// The per-cell maths lives in ElaScheme.h. Each row (fixed z and y) is cut
+// into runs of one region kind, as the acoustic sweeps do: which z and y
+// slab sides the row crosses (data of the row), whether the run lies in the
+// low x slab, the high x slab or neither (a template parameter), and
+// whether the row has cells directly below an empty cell. That last test is
+// made once per row on the buoyancy of the row above; only rows that have
+// such cells take the loop with a select per cell. Every run is a straight
+// loop over the functions a per-cell kernel calls, in the same order, so
+// each cell gets the bits of ElaCellU / ElaCellTau. Rows where both sides of
+// one axis reach the same cell, and stress rows with relaxation mechanisms,
+// take the per-cell path.
+//
+// This file knows nothing of the engine object, so that it can be built a
+// second time for another instruction set and compared bit for bit.
+
+#include "cpu/ElaSweep.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+// As in the acoustic sweeps: AVX2 and baseline builds of the row loops,
+// picked by the loader; the arithmetic is the same on both since
+// contraction into multiply-adds is off for the whole build.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+#define ONDEX_ROW_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define ONDEX_ROW_CLONES
+#endif
+
+namespace
+{
+using ela::ElaFields;
+
+enum
+{
+    R_Z = 1,   // the row crosses a z slab
+    R_Y = 2,   // the row crosses a y slab
+    X_NONE = 0,
+    X_LO = 1,
+    X_HI = 2
+};
+
+// The side of one axis that a row meets: per derivative of the axis group
+// its memory array and profile pair, and the slab index off + x (off - x
+// for the high x side).
+struct RowSide
+{
+    float* psi[3];
+    const float* a[3];
+    const float* b[3];
+    int64_t off;
+};
+
+struct ElaRow
+{
+    ElaFields f;
+    int64_t base;   // index of column 0 of the row
+    RowSide z, y, x;
+    float fS;
+    const float* q;
+};
+
+RowSide Side(const ela::ElaStep& s, bool bTau, int axis, int side, int64_t off)
+{
+    RowSide r;
+    for (int j = 0; j < 3; j++)
+    {
+        const int stencil = ela::DerivStencil(bTau, axis, j);
+        r.psi[j] = s.psi[axis][j][side];
+        r.a[j] = s.prof.a[axis][stencil][side];
+        r.b[j] = s.prof.b[axis][stencil][side];
+    }
+    r.off = off;
+    return r;
+}
+
+// The PML recursion of the three derivatives of one axis group at slab
+// index k.
+ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& d2)
+{
+    d0 = fd::Cpml(d0, r.psi[0][k], r.a[0][k], r.b[0][k]);
+    d1 = fd::Cpml(d1, r.psi[1][k], r.a[1][k], r.b[1][k]);
+    d2 = fd::Cpml(d2, r.psi[2][k], r.a[2][k], r.b[2][k]);
+}
+
+// The surface test of a cell as a value: B of the cell above greater than
+// 0 (a NaN is not).
+ONDEX_HD bool Full(const float* b, int64_t i, int64_t sz)
+{
+    return b[i - sz] > 0.0f;
+}
+
+// Velocity step on columns xa..xb: ZY the row's slabs, XK the x slab,
+// bSurf the per-cell surface select (off: every cell takes the full form).
+template <int ZY, int XK, bool bSurf>
+ONDEX_ROW_CLONES void VelRun(const ElaRow& r, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz;
+    const RowSide rz = r.z, ry = r.y, rx = r.x;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::VelDerivs d;
+        ela::ElaVelDerivs(f, i, d);
+        if (ZY & R_Z)
+            SidePml(rz, rz.off + x, d.zTxz, d.zTyz, d.zTzz);
+        if (ZY & R_Y)
+            SidePml(ry, ry.off + x, d.yTxy, d.yTyy, d.yTyz);
+        if (XK != X_NONE)
+            SidePml(rx, XK == X_LO ? rx.off + x : rx.off - x, d.xTxx, d.xTxy, d.xTxz);
+        ela::ElaUpdateU<false>(f, i, d, bSurf ? Full(f.b, i, sz) : true, 1.0f);
+    }
+}
+
+template <int ZY, int XK, bool bSurf, bool bQ>
+ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz;
+    const RowSide rz = r.z, ry = r.y, rx = r.x;
+    const float fS = r.fS;
+    const float* const q = r.q;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::StrainDerivs d;
+        ela::ElaStrainDerivs(f, i, d);
+        if (ZY & R_Z)
+            SidePml(rz, rz.off + x, d.ez, d.b1, d.c1);
+        if (ZY & R_Y)
+            SidePml(ry, ry.off + x, d.ey, d.a1, d.c2);
+        if (XK != X_NONE)
+            SidePml(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2);
+        ela::ElaUpdateTau<false, bQ>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, q);
+    }
+}
+
+// Sponge runs: the factor of each cell from its face distance, mRow being
+// the distance of the row without x.
+template <bool bSurf>
+ONDEX_ROW_CLONES void VelRunSponge(const ElaRow& r, const float* taper, int nTaper, int mRow, int nx, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        const float t = fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
+        ela::VelDerivs d;
+        ela::ElaVelDerivs(f, i, d);
+        ela::ElaUpdateU<true>(f, i, d, bSurf ? Full(f.b, i, sz) : true, t);
+    }
+}
+
+template <bool bSurf, bool bQ>
+ONDEX_ROW_CLONES void TauRunSponge(const ElaRow& r, const float* taper, int nTaper, int mRow, int nx, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz;
+    const float fS = r.fS;
+    const float* const q = r.q;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        const float t = fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
+        ela::StrainDerivs d;
+        ela::ElaStrainDerivs(f, i, d);
+        ela::ElaUpdateTau<true, bQ>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, t, q);
+    }
+}
+
+using RunFn = void (*)(const ElaRow&, int, int);
+using SpongeFn = void (*)(const ElaRow&, const float*, int, int, int, int, int);
+
+// Tables by case number: ZY + 4*XK + 12*bSurf (+ 24*bQ for the stress).
+template <int M>
+struct Runs
+{
+    static constexpr int ZY = M % 4, XK = (M / 4) % 3;
+    static constexpr bool bSurf = (M / 12) % 2 != 0, bQ = M / 24 != 0;
+    static void Vel(const ElaRow& r, int a, int b) { VelRun<ZY, XK, bSurf>(r, a, b); }
+    static void Tau(const ElaRow& r, int a, int b) { TauRun<ZY, XK, bSurf, bQ>(r, a, b); }
+};
+
+template <int... Ms>
+constexpr std::array<RunFn, sizeof...(Ms)> VelTable(std::integer_sequence<int, Ms...>)
+{
+    return {{&Runs<Ms>::Vel...}};
+}
+
+template <int... Ms>
+constexpr std::array<RunFn, sizeof...(Ms)> TauTable(std::integer_sequence<int, Ms...>)
+{
+    return {{&Runs<Ms>::Tau...}};
+}
+
+const std::array<RunFn, 24> kVelRuns = VelTable(std::make_integer_sequence<int, 24>());
+const std::array<RunFn, 48> kTauRuns = TauTable(std::make_integer_sequence<int, 48>());
+// [bSurf + 2*bQ]
+const SpongeFn kVelSponge[2] = {&VelRunSponge<false>, &VelRunSponge<true>};
+const SpongeFn kTauSponge[4] = {&TauRunSponge<false, false>, &TauRunSponge<true, false>,
+                                &TauRunSponge<false, true>, &TauRunSponge<true, true>};
+
+// Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
+// hands every non-empty run to fn.
+template <class Fn>
+void ForRuns(int xa, int xb, int b1, int b2, Fn fn)
+{
+    const int lo = std::min(b1, b2), hi = std::max(b1, b2);
+    const int e1 = std::min(xb, lo - 1);
+    if (xa <= e1)
+        fn(xa, e1);
+    const int s2 = std::max(xa, lo), e2 = std::min(xb, hi - 1);
+    if (s2 <= e2)
+        fn(s2, e2);
+    const int s3 = std::max(xa, hi);
+    if (s3 <= xb)
+        fn(s3, xb);
+}
+
+// Whether any cell of columns x0..x1 of the row at base lies directly below
+// an empty cell: one pass over B of the row above.
+bool RowUnderSurface(const ElaFields& f, int64_t base, int x0, int x1)
+{
+    const float* const above = f.b + base - f.sz;
+    int nEmpty = 0;
+#pragma omp simd reduction(+ : nEmpty)
+    for (int x = x0; x <= x1; x++)
+        nEmpty += above[x] > 0.0f ? 0 : 1;
+    return nEmpty > 0;
+}
+
+template <bool bTau>
+void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
+{
+    for (int x = x0; x <= x1; x++)
+        if (bTau)
+            ela::ElaCellTau(s, x, y, z);
+        else
+            ela::ElaCellU(s, x, y, z);
+}
+
+// One half step over the box of one row.
+template <bool bTau>
+void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
+{
+    const fd::SlabGeom& g = s.g;
+    if (bTau && s.visco.L > 0)
+    {
+        // Relaxation mechanisms: the mechanism loop per cell throughout.
+        CellRow<bTau>(s, y, z, x0, x1);
+        return;
+    }
+    ElaRow r;
+    r.f = s.f;
+    r.base = ela::ElaIndex(s.f, 0, y, z);
+    r.fS = s.fS;
+    r.q = s.q;
+    const bool bQ = bTau && s.q != nullptr;
+    const bool bSurf = !s.bSuppressSV && RowUnderSurface(s.f, r.base, x0, x1);
+    if (!s.bPML)
+    {
+        const int zg = z + g.nZ0;
+        const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        const int nCase = (bSurf ? 1 : 0) + (bQ ? 2 : 0);
+        auto run = [&](int xa, int xb) {
+            if (fd::InSponge(std::min(mRow, std::min(xa, g.nx - 1 - xa)), s.nTaper))
+                bTau ? kTauSponge[nCase](r, s.taper, s.nTaper, mRow, g.nx, xa, xb)
+                     : kVelSponge[nCase & 1](r, s.taper, s.nTaper, mRow, g.nx, xa, xb);
+            else
+                bTau ? kTauRuns[12 * nCase](r, xa, xb) : kVelRuns[12 * (nCase & 1)](r, xa, xb);
+        };
+        if (fd::InSponge(mRow, s.nTaper))
+            run(x0, x1);
+        else
+            ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, run);
+        return;
+    }
+    const fd::SlabRow zlo = fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z), zhi = fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z);
+    const fd::SlabRow ylo = fd::RowSlab(g, fd::kAxisY, fd::kLo, y, z), yhi = fd::RowSlab(g, fd::kAxisY, fd::kHi, y, z);
+    const int xLoEnd = g.W + g.h, xHiStart = g.nx - g.W - g.h;   // x slabs: [h, xLoEnd), [xHiStart, nx - h)
+    if ((zlo.in && zhi.in) || (ylo.in && yhi.in) || xLoEnd > xHiStart)
+    {
+        CellRow<bTau>(s, y, z, x0, x1);
+        return;
+    }
+    int nCase = (bSurf ? 12 : 0) + (bQ ? 24 : 0);
+    if (zlo.in || zhi.in)
+    {
+        r.z = zlo.in ? Side(s, bTau, fd::kAxisZ, fd::kLo, zlo.off) : Side(s, bTau, fd::kAxisZ, fd::kHi, zhi.off);
+        nCase += R_Z;
+    }
+    if (ylo.in || yhi.in)
+    {
+        r.y = ylo.in ? Side(s, bTau, fd::kAxisY, fd::kLo, ylo.off) : Side(s, bTau, fd::kAxisY, fd::kHi, yhi.off);
+        nCase += R_Y;
+    }
+    ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
+        int xk = X_NONE;
+        if (fd::InSlabX(g, fd::kLo, xa))
+        {
+            xk = X_LO;
+            r.x = Side(s, bTau, fd::kAxisX, fd::kLo, fd::RowSlab(g, fd::kAxisX, fd::kLo, y, z).off);
+        }
+        else if (fd::InSlabX(g, fd::kHi, xa))
+        {
+            xk = X_HI;
+            r.x = Side(s, bTau, fd::kAxisX, fd::kHi, fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z).off);
+        }
+        bTau ? kTauRuns[nCase + 4 * xk](r, xa, xb) : kVelRuns[nCase + 4 * xk](r, xa, xb);
+    });
+}
+
+// The rows of all planes are shared among the threads, so that a thin band
+// of planes still keeps every thread busy.
+template <bool bTau>
+void ElaSweep(const ela::ElaStep& s, const fd::Box& b)
+{
+    const int nRowsY = std::max(0, b.y1 - b.y0 + 1);
+    const int64_t nRows = (int64_t)std::max(0, b.z1 - b.z0 + 1) * nRowsY;
+#pragma omp parallel for schedule(static)
+    for (int64_t n = 0; n < nRows; n++)
+        ElaRow1<bTau>(s, b.y0 + (int)(n % nRowsY), b.z0 + (int)(n / nRowsY), b.x0, b.x1);
+}
+} // namespace
+
+void ela::ElaSweepU(const ElaStep& s, const fd::Box& b)
+{
+    ElaSweep<false>(s, b);
+}
+
+void ela::ElaSweepTau(const ElaStep& s, const fd::Box& b)
+{
+    ElaSweep<true>(s, b);
+}
