@@ -13,17 +13,9 @@
 // second time for another instruction set and compared bit for bit.
 
 #include "cpu/AcoSweep.h"
+#include "cpu/SweepRuns.h"
 
 #include <algorithm>
-
-// The row loops are built for AVX2 and for the baseline, and the loader
-// picks one by the processor; the arithmetic is the same on both, as
-// contraction into multiply-adds is off for the whole build.
-#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
-#define ONDEX_ROW_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define ONDEX_ROW_CLONES
-#endif
 
 namespace
 {
@@ -146,23 +138,6 @@ constexpr RunFn kByX[3] = {&AcoRunPml<bTau, ZY, X_NONE>, &AcoRunPml<bTau, ZY, X_
 const RunFn* const kRuns[2][4] = {{kByX<false, 0>, kByX<false, 1>, kByX<false, 2>, kByX<false, 3>},
                                   {kByX<true, 0>, kByX<true, 1>, kByX<true, 2>, kByX<true, 3>}};
 
-// Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
-// hands every non-empty run to fn.
-template <class Fn>
-void ForRuns(int xa, int xb, int b1, int b2, Fn fn)
-{
-    const int lo = std::min(b1, b2), hi = std::max(b1, b2);
-    const int e1 = std::min(xb, lo - 1);
-    if (xa <= e1)
-        fn(xa, e1);
-    const int s2 = std::max(xa, lo), e2 = std::min(xb, hi - 1);
-    if (s2 <= e2)
-        fn(s2, e2);
-    const int s3 = std::max(xa, hi);
-    if (s3 <= xb)
-        fn(s3, xb);
-}
-
 // One half step over the box of one row.
 template <bool bTau>
 void AcoRow1(const fd::AcoStep& s, int y, int z, int x0, int x1)
@@ -177,7 +152,7 @@ void AcoRow1(const fd::AcoStep& s, int y, int z, int x0, int x1)
         if (fd::InSponge(mRow, s.nTaper))
             AcoRunSponge<bTau>(s.f, base, s.taper, s.nTaper, mRow, g.nx, x0, x1);
         else
-            ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, [&](int xa, int xb) {
+            fd::ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, [&](int xa, int xb) {
                 if (fd::InSponge(std::min(xa, g.nx - 1 - xa), s.nTaper))
                     AcoRunSponge<bTau>(s.f, base, s.taper, s.nTaper, mRow, g.nx, xa, xb);
                 else
@@ -213,7 +188,7 @@ void AcoRow1(const fd::AcoStep& s, int y, int z, int x0, int x1)
     }
     const fd::SlabRow xlo = fd::RowSlab(g, fd::kAxisX, fd::kLo, y, z), xhi = fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z);
     const RunFn* runs = kRuns[bTau ? 1 : 0][zy];
-    ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
+    fd::ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
         int xk = X_NONE;
         if (fd::InSlabX(g, fd::kLo, xa))
         {

@@ -16,19 +16,11 @@
 // second time for another instruction set and compared bit for bit.
 
 #include "cpu/ElaSweep.h"
+#include "cpu/SweepRuns.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
-
-// As in the acoustic sweeps: AVX2 and baseline builds of the row loops,
-// picked by the loader; the arithmetic is the same on both since
-// contraction into multiply-adds is off for the whole build.
-#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
-#define ONDEX_ROW_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define ONDEX_ROW_CLONES
-#endif
 
 namespace
 {
@@ -209,23 +201,6 @@ const SpongeFn kVelSponge[2] = {&VelRunSponge<false>, &VelRunSponge<true>};
 const SpongeFn kTauSponge[4] = {&TauRunSponge<false, false>, &TauRunSponge<true, false>,
                                 &TauRunSponge<false, true>, &TauRunSponge<true, true>};
 
-// Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
-// hands every non-empty run to fn.
-template <class Fn>
-void ForRuns(int xa, int xb, int b1, int b2, Fn fn)
-{
-    const int lo = std::min(b1, b2), hi = std::max(b1, b2);
-    const int e1 = std::min(xb, lo - 1);
-    if (xa <= e1)
-        fn(xa, e1);
-    const int s2 = std::max(xa, lo), e2 = std::min(xb, hi - 1);
-    if (s2 <= e2)
-        fn(s2, e2);
-    const int s3 = std::max(xa, hi);
-    if (s3 <= xb)
-        fn(s3, xb);
-}
-
 // Whether any cell of columns x0..x1 of the row at base lies directly below
 // an empty cell: one pass over B of the row above.
 bool RowUnderSurface(const ElaFields& f, int64_t base, int x0, int x1)
@@ -281,7 +256,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
         if (fd::InSponge(mRow, s.nTaper))
             run(x0, x1);
         else
-            ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, run);
+            fd::ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, run);
         return;
     }
     const fd::SlabRow zlo = fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z), zhi = fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z);
@@ -303,7 +278,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
         r.y = ylo.in ? Side(s, bTau, fd::kAxisY, fd::kLo, ylo.off) : Side(s, bTau, fd::kAxisY, fd::kHi, yhi.off);
         nCase += R_Y;
     }
-    ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
+    fd::ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
         int xk = X_NONE;
         if (fd::InSlabX(g, fd::kLo, xa))
         {
