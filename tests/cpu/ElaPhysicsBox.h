@@ -10,6 +10,15 @@
 #include "cpu/FDScheme.h"
 #include "engine3d/OmpTestGrid.h"
 
+// Attenuation of a box: L mechanisms fitted to the Q of each cell by the
+// engine's own preparation, velocities taken as apparent ones on request.
+struct ViscoSetup
+{
+    int L;
+    bool bApparent;
+    std::function<float(int, int, int)> q;
+};
+
 struct ElaPhysicsBox
 {
     std::unique_ptr<OmpTestGrid> g;
@@ -18,7 +27,8 @@ struct ElaPhysicsBox
     // vel(x, y, z, vp, vs, rho) fills one cell; W > 0: PML, else sponge.
     // n cells along x, and along y and z unless given.
     ElaPhysicsBox(int n, int W, double dDx, double dDt, double dFreq,
-                  const std::function<void(int, int, int, double&, double&, double&)>& vel, int nz = 0, int ny = 0)
+                  const std::function<void(int, int, int, double&, double&, double&)>& vel, int nz = 0, int ny = 0,
+                  const ViscoSetup* pVisco = nullptr)
         : dx(dDx), dt(dDt)
     {
         g.reset(new OmpTestGrid(n, ny > 0 ? ny : n, nz > 0 ? nz : n, 102, W, 12));
@@ -28,6 +38,12 @@ struct ElaPhysicsBox
         e.m_Signal.m_dFreq = dFreq;
         e.m_bSuppressSV = false;
         e.m_fSWave = 1.0f;
+        if (pVisco)
+        {
+            e.m_nViscoL = pVisco->L;
+            e.m_bApparentVelocity = pVisco->bApparent;
+            g->app->m_strModelQ = "q";   // only so that the Q grid is allocated
+        }
         ok = e.AllocateMemory(false, true) == 0;
         if (!ok)
             return;
@@ -41,9 +57,13 @@ struct ElaPhysicsBox
                     e.m_pVp[i] = (float)vp;
                     e.m_pVs[i] = (float)vs;
                     e.m_pRho[i] = (float)rho;
+                    if (pVisco)
+                        e.m_pQ[i] = pVisco->q(x, y, z);
                 }
-        if (W > 0)
-            ok = e.InitPMLProfile() == 0;
+        if (pVisco && e.PrepareViscoElasticModel() != 0)
+            ok = false;
+        if (W > 0 && e.InitPMLProfile() != 0)
+            ok = false;
         g->FillTaper(dt);
         // Coefficients as the model assembly forms them.
         const double r = (1.0 / dx) * dt;
