@@ -1,6 +1,7 @@
 // The acoustic scheme through the engine: energy never grows, the
-// instability check, the box kept out of the halo and missing grids. The sweeps themselves are compared bit for bit with the
-// per-cell kernels in tests/cpu/test_scheme_bits.cpp.
+// instability check, the box kept out of the halo and missing grids. The
+// sweeps themselves are compared bit for bit with the per-cell kernels in
+// tests/cpu/test_scheme_bits.cpp.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// The CPU engine's edges to the outside: memory report and grids per
-// method, source injection signs per source type, seismogram recording in
+// The CPU engine's edges to the outside: source injection signs per source
+// type and method, bad source steps and cells, and seismogram recording in
 // both modes.
 
 #include <gtest/gtest.h>
