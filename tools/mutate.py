@@ -13,6 +13,8 @@ the build folder so that even a killed run is undone by the next one.
   tools/mutate.py --only A B      the faults labelled A and B
   tools/mutate.py --list          the table, with whether each still applies
   tools/mutate.py --build-dir D   another build folder (default: build)
+  tools/mutate.py --prefix ""     a suite whose test names carry no program
+                                  prefix (the programs' suites are listed)
   tools/mutate.py --compare old_  faults that survive are tried again on the
                                   programs named old_* (an older suite built
                                   alongside), to show what a change of the
@@ -94,9 +96,9 @@ FAULTS = [
          find=r"(Cpml\s*\([^)]*\)\s*\{[^}]*?psi\s*=\s*a\s*\*\s*psi)\s*\+\s*b\s*\*\s*d\b",
          repl=r"\g<1>", first="engine3d|cpu"),
     # ------------------------------------------------------------------ run
-    dict(label="sched-next-shot", kind="scheduler", file="run/Scheduler.cpp",
-         find="            send_int(nNext++, nSource, kTagShot);",
-         repl="            send_int(nNext, nSource, kTagShot);", first="run"),
+    dict(label="sched-next-shot", kind="scheduler", file="run/Scheduler.cpp", regex=True,
+         find=r"send_int\(nNext\+\+(, nSource, (?:kTagShot|tag::kShot)\);)",
+         repl=r"send_int(nNext\g<1>", first="run"),
     dict(label="merge-last-shot", kind="merge", file="run/Merge.cpp",
          find="    for (int n = nFirst; n <= nLast; ++n)\n    {\n        CString strName(0, pszPerShot, n);\n"
               "        CSdsPC sds;",
@@ -177,12 +179,36 @@ def build(build_dir):
     return r.returncode == 0, r.stdout.decode(errors="replace")
 
 
+def suites_of(build_dir, programs):
+    """A ctest pattern of the test suites in the programs tests/test_<name>,
+    for a suite whose tests carry no program prefix; None if none is found."""
+    suites = []
+    for name in programs.split("|"):
+        exe = os.path.join(build_dir, "tests", "test_" + name)
+        if not os.path.exists(exe):
+            continue
+        r = subprocess.run([exe, "--gtest_list_tests"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        for line in r.stdout.decode(errors="replace").splitlines():
+            if line and not line[0].isspace():
+                suites.append(line.split()[0].rstrip("."))
+    return "^(%s)\\." % "|".join(sorted(set(suites))) if suites else None
+
+
 def ctest(build_dir, prefix, programs=None):
-    # Tests are named <program>.<suite>.<case>, the program test_<folder>.
-    pattern = "^%s(%s)\\." % (prefix, programs) if programs else "^" + prefix
+    # Tests are named <program>.<suite>.<case>, the program test_<folder>;
+    # an older suite without the prefix (--prefix "") is picked by its suites.
+    if programs:
+        pattern = "^%s(%s)\\." % (prefix, programs) if prefix else suites_of(build_dir, programs)
+        if pattern is None:
+            return True, []
+    else:
+        pattern = "^" + prefix
     cmd = ["ctest", "--test-dir", build_dir, "-j2", "--stop-on-failure", "--timeout", "300", "-R", pattern]
     r = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     text = r.stdout.decode(errors="replace")
+    if "No tests were found" in text:
+        # A pattern that picks nothing would let every fault survive.
+        raise RuntimeError("no test matches %s; is --prefix right for this suite?" % pattern)
     failed = [l.split("-", 1)[-1].strip() for l in text.splitlines() if "***Failed" in l or "***Timeout" in l
               or "***Exception" in l or "Not Run" in l]
     return r.returncode == 0, failed

@@ -17,15 +17,6 @@ std::string digits(size_t n)
 
 } // namespace
 
-TEST(CStringTest, SelfTestPassesSilently)
-{
-    testutil::StdoutCapture cap;
-    bool ok = CString_SelfTest();
-    std::string out = cap.Stop();
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(out, "");
-}
-
 TEST(CStringTest, FormatIntoItself)
 {
     // Short: fits the inline buffer, so it is the case where writing straight

@@ -1,14 +1,12 @@
 #include "base/Output.h"
 #include "common/TestUtil.h"
 
-#include <regex>
 #include <string>
 #include <sys/stat.h>
 
 namespace
 {
 
-const std::string RULE = std::string(71, '-') + "\n";
 const std::string ESC = "\x1b";
 
 // Every test works in its own scratch directory, as node 0 of 1, with a
@@ -38,16 +36,6 @@ protected:
     int m_node = 0, m_size = 1, m_term = -1;
 };
 
-// u_FaceTitle ignores the title it saw last, and the tests may run in any
-// order or repeatedly: show another title first so that t always counts.
-void new_title(const char* t)
-{
-    static const char other[] = "other";
-    testutil::StdoutCapture cap;
-    u_FaceTitle(other);
-    u_FaceTitle(t);
-}
-
 } // namespace
 
 TEST_F(OutputTest, PrintGoesToConsoleAndLog)
@@ -72,15 +60,6 @@ TEST_F(OutputTest, LogIsAppendedNeverCut)
     EXPECT_EQ(log(), "old run\nnew run\n");
 }
 
-TEST_F(OutputTest, PrefixIsRemoved)
-{
-    testutil::StdoutCapture cap;
-    u_Print("$%%<>%%$text %s\n", "here");
-    u_Print("x$%%<>%%$\n");   // only at the beginning
-    EXPECT_EQ(cap.Stop(), "text here\nx$%<>%$\n");
-    EXPECT_EQ(log(), "text here\nx$%<>%$\n");
-}
-
 TEST_F(OutputTest, UnwritableLogDoesNotDisturb)
 {
     ASSERT_EQ(mkdir("Ondex-0.log", 0777), 0);   // a directory cannot be appended to
@@ -102,50 +81,6 @@ TEST_F(OutputTest, OtherNodesWriteOnlyTheirOwnLog)
     EXPECT_EQ(log(1), "from one\nbad 1\n");
     EXPECT_STREQ(g_szLogFileName, "Ondex-1.log");
     EXPECT_FALSE(testutil::FileExists("Ondex-0.log"));
-}
-
-TEST_F(OutputTest, ColoursOnlyOnATerminalAndNeverInTheLog)
-{
-    g_IsTerminal = 1;
-    testutil::StdoutCapture cap;
-    u_Error("E\n");
-    u_Warning("W\n");
-    u_Success("S\n");
-    u_Print("P\n");
-    std::string out = cap.Stop();
-    EXPECT_EQ(out, ESC + "[1;31mE\n" + ESC + "[0m" + ESC + "[0;93mW\n" + ESC + "[0m" + ESC +
-                       "[4;32mS\n" + ESC + "[0m" + "P\n");
-    EXPECT_EQ(log(), "E\nW\nS\nP\n");
-
-    // Redirected console: settled at the first colour, no escape sequence.
-    g_IsTerminal = -1;
-    testutil::StdoutCapture cap2;
-    u_Error("E\n");
-    u_Warning("W\n");
-    EXPECT_EQ(cap2.Stop(), "E\nW\n");
-    EXPECT_EQ(g_IsTerminal, 0);
-}
-
-TEST_F(OutputTest, PercentOncePerValueAndAgainAfterTitle)
-{
-    static const char t1[] = "first", t2[] = "second";
-    const std::regex elapsed(".*  0:00:0[0-9] elapsed. \n");
-    new_title(t1);
-    testutil::StdoutCapture cap;
-    EXPECT_GT(u_Percent(5, 40, 3, 10), 0);
-    EXPECT_EQ(u_Percent(5, 40, 3, 10), 0);
-    std::string once = cap.Stop();
-    EXPECT_EQ(once.rfind(".. 5% (Overall: 40%) - 3 of 10. ", 0), 0u) << once;
-    EXPECT_TRUE(std::regex_match(once, elapsed)) << once;
-
-    {
-        testutil::StdoutCapture cap2;
-        EXPECT_GT(u_FaceTitle(t2), 0);
-    }
-    testutil::StdoutCapture cap3;
-    EXPECT_GT(u_Percent(5, 40, 3, 10), 0);
-    std::string again = cap3.Stop();
-    EXPECT_EQ(again.rfind(".. 5% (Overall: 40%) - 3 of 10. ", 0), 0u) << again;
 }
 
 TEST_F(OutputTest, PostponedErrors)

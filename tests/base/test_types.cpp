@@ -68,7 +68,7 @@ TEST(CCubeRTest, IntersectTable)
     }
 }
 
-TEST(CCubeRTest, IsPointInsideIsInclusive)
+TEST(CCubeRTest, IsPointInsideIsInclusiveForCubeAndRect)
 {
     CCubeR c(0, 0, 0, 10, 20, 30);
     struct Case
@@ -84,6 +84,10 @@ TEST(CCubeRTest, IsPointInsideIsInclusive)
     for (const Case& k : cases)
         EXPECT_EQ(c.IsPointInside(k.p), k.inside) << k.p.x << "," << k.p.y << "," << k.p.z;
     EXPECT_FALSE(CCubeR().IsPointInside(C3DPointR(NS, NS, NS)));
+    // The rectangle alike, its high edges included.
+    const CRectR r(0, 0, 10, 20);
+    EXPECT_TRUE(r.IsPointInside(CPointR(10, 20)) && r.IsPointInside(CPointR(0, 0)));
+    EXPECT_FALSE(r.IsPointInside(CPointR(10.001, 5)) || r.IsPointInside(CPointR(5, -0.1)));
 }
 
 // ------------------------------------------------------------------ points

@@ -71,7 +71,8 @@ public:
     {
         const Job1D& j = m_job;
         const int nz = (int)std::lround(j.depth / j.dz) + 1;
-        if (!WriteCube("vp.sgy", j, nz, j.vp) || !WriteCube("rho.sgy", j, nz, j.rho))
+        if (!model_test::WriteCube("vp.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.vp, j.dz) ||
+            !model_test::WriteCube("rho.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.rho, j.dz))
             return 1000;
         std::string s;
         for (const C3DPointR& r : j.receivers)
@@ -99,30 +100,6 @@ public:
         m_calc.m_Signal.m_dFreq = j.freq;
         m_calc.m_Signal.m_nSignal = 1;   // additive source
         return 0;
-    }
-
-    // A model cube from (0, 0, 0): steps dxy across, dz down.
-    static bool WriteCube(const std::string& file, const Job1D& j, int nz, const ModelFn& f)
-    {
-        CSdsPC w;
-        const CCubeR cube(0, 0, 0, j.dxy * (j.nx - 1), j.dxy * (j.ny - 1), j.dz * (nz - 1));
-        if (!w.Create3D_file(file.c_str(), C3DSizeN(j.nx, j.ny, nz), cube, 0.f, DU_M, 0, nullptr))
-            return false;
-        CSdsPC c;
-        if (!c.OnOpen(file.c_str(), 1))
-            return false;
-        std::vector<float> tr(nz);
-        for (int t = 0; t < c.m_nTraceCount; t++)
-        {
-            C3DPointR src, rec;
-            if (!c.GetCoord(t, src, rec))
-                return false;
-            for (int k = 0; k < nz; k++)
-                tr[k] = f(rec.x, rec.y, k * j.dz);
-            if (!c.SetTrace(t, tr.data(), nz))
-                return false;
-        }
-        return true;
     }
 
     // Pressure (or particle velocity) of trace i; empty on failure.

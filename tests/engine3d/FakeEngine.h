@@ -4,6 +4,7 @@
 // checked without any scheme.
 
 #include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -86,4 +87,26 @@ public:
     int GetCalcPlane(int, int, int, float** pp, bool) override { *pp = nullptr; return -1; }
     int SetCalcPlane(int, int, int, float*) override { return -1; }
     int FreeCalcPlane(float**) override { return 0; }
+};
+
+// A job of the given method on a fake engine: a record of 0..1 s at 2 ms,
+// 10 m cells at 1 ms, strips of 26 cells and a halo of 2. Tests change what
+// they look at.
+struct FakeJob
+{
+    std::unique_ptr<COndexApp> app{new COndexApp()};
+    std::unique_ptr<CFakeEngine> eng;
+
+    explicit FakeJob(int nType = 102)
+    {
+        app->m_Type = nType;
+        app->m_t0 = 0.0;
+        app->m_t1 = 1.0;
+        app->m_dt = 0.002;
+        eng.reset(new CFakeEngine(*app));
+        eng->m_dx = 10.0;
+        eng->m_dt = 0.001;
+        eng->m_nTaper = 26;
+        eng->m_nHalo = 2;
+    }
 };

@@ -13,15 +13,17 @@
 namespace model_test
 {
 
-// A cube of nx * ny * nz nodes from (x0, y0, z0) with step d; the value of a
-// node comes from f(x, y, z) in metres.
+// A cube of nx * ny * nz nodes from (x0, y0, z0) with step d (dz down when
+// given); the value of a node comes from f(x, y, z) in metres.
 inline bool WriteCube(const std::string& file, int nx, int ny, int nz, double d, double x0, double y0, double z0,
-                      const std::function<float(double, double, double)>& f)
+                      const std::function<float(double, double, double)>& f, double dz = 0.0)
 {
+    if (dz <= 0.0)
+        dz = d;
     for (const char* ext : {".cr2", ".inf", ".cr0"})
         std::remove((file + ext).c_str());
     CSdsPC w;
-    const CCubeR cube(x0, y0, z0, x0 + d * (nx - 1), y0 + d * (ny - 1), z0 + d * (nz - 1));
+    const CCubeR cube(x0, y0, z0, x0 + d * (nx - 1), y0 + d * (ny - 1), z0 + dz * (nz - 1));
     if (!w.Create3D_file(file.c_str(), C3DSizeN(nx, ny, nz), cube, 0.f, DU_M, 0, nullptr))
         return false;
     CSdsPC c;
@@ -34,7 +36,7 @@ inline bool WriteCube(const std::string& file, int nx, int ny, int nz, double d,
         if (!c.GetCoord(t, src, rec))
             return false;
         for (int k = 0; k < nz; k++)
-            tr[k] = f(rec.x, rec.y, z0 + k * d);
+            tr[k] = f(rec.x, rec.y, z0 + k * dz);
         if (!c.SetTrace(t, tr.data(), nz))
             return false;
     }

@@ -57,22 +57,6 @@ INSTANTIATE_TEST_SUITE_P(Degrees, FdPolynomial,
                                            Poly{"quadratic", 0.5, 1, 0.75, 0}, Poly{"cubic", -1, 0.5, -0.25, 0.125},
                                            Poly{"pure cubic", 0, 0, 0, 1}));
 
-// Centred as they are, the operators are exact for quartics too; the first
-// error comes with x^5: about the staggered point 0 the stencil gives
-// b1*(1/16) + b2*(243/16) = -0.5625 = -3/640 * 5!, where the derivative is 0.
-TEST(FdOperators, FirstErrorAtDegreeFive)
-{
-    auto f4 = [](double x) { return x * x * x * x; };
-    auto f5 = [](double x) { return x * x * x * x * x; };
-    // x = k - 4.5: D+ at k = 4 and D- at k = 5 both sit at x = 0.
-    const std::vector<float> q = Sample(f4, -4.5, 1.0, 10);
-    EXPECT_NEAR(0.0, fd::DPlus(q.data(), 4, 1), 1e-5);
-    EXPECT_NEAR(4.0, fd::DPlus(q.data(), 5, 1), 1e-4);   // at x = 1
-    const std::vector<float> f = Sample(f5, -4.5, 1.0, 10);
-    EXPECT_NEAR(-0.5625, fd::DPlus(f.data(), 4, 1), 1e-5);
-    EXPECT_NEAR(-0.5625, fd::DMinus(f.data(), 5, 1), 1e-5);
-}
-
 // Error of a smooth function falls by 16 when the step halves.
 TEST(FdOperators, FourthOrderConvergence)
 {
@@ -97,22 +81,6 @@ TEST(FdOperators, FourthOrderConvergence)
         EXPECT_GT(ratio, 13.0) << (bPlus ? "D+" : "D-") << " errors " << e1 << " " << e2;
         EXPECT_LT(ratio, 19.0) << (bPlus ? "D+" : "D-") << " errors " << e1 << " " << e2;
     }
-}
-
-// The stride argument runs the same stencil along y or z of a grid.
-TEST(FdOperators, StrideSelectsAxis)
-{
-    const int nx = 7, ny = 6, nz = 8;
-    std::vector<float> f((size_t)nx * ny * nz);
-    for (int z = 0; z < nz; z++)
-        for (int y = 0; y < ny; y++)
-            for (int x = 0; x < nx; x++)
-                f[((size_t)z * ny + y) * nx + x] = (float)(x + 10 * y + 100 * z);
-    const fd::GridView g = fd::MakeView(f.data(), nx, ny);
-    const int64_t i = (4 * g.sz) + 3 * g.sy + 3;
-    EXPECT_FLOAT_EQ(1.0f, fd::DPlus(g.p, i, 1));
-    EXPECT_FLOAT_EQ(10.0f, fd::DPlus(g.p, i, g.sy));
-    EXPECT_FLOAT_EQ(100.0f, fd::DMinus(g.p, i, g.sz));
 }
 
 // The recursion psi <- a psi + b d is the discrete convolution of the

@@ -15,17 +15,12 @@
 namespace
 {
 
-struct Named
+struct Named : FakeJob
 {
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
-    Named(int nType, const char* pszDir, const char* pszModel, int nSource)
+    Named(int nType, const char* pszDir, const char* pszModel, int nSource) : FakeJob(nType)
     {
-        app.reset(new COndexApp());
-        app->m_Type = nType;
         app->m_strOutputDir = pszDir;
         app->m_strModelPW = pszModel;
-        eng.reset(new CFakeEngine(*app));
         eng->m_nSourceType = nSource;
         eng->m_nShot = 12;
     }
@@ -127,12 +122,8 @@ TEST(ResultNames, TemplateFormatsToTheShotName)
     for (const Case& c : cases)
     {
         SCOPED_TRACE(std::string(c.pszDir) + c.pszModel);
-        std::unique_ptr<COndexApp> app(new COndexApp());
-        app->m_Type = 101;
-        app->m_strOutputDir = c.pszDir;
-        app->m_strModelPW = c.pszModel;
-        std::unique_ptr<CFakeEngine> eng(new CFakeEngine(*app));
-        eng->m_nSourceType = 3;
+        Named n(101, c.pszDir, c.pszModel, 3);
+        CFakeEngine* eng = n.eng.get();
         for (int nShot : {1, 7, 12345})
         {
             eng->m_nShot = nShot;

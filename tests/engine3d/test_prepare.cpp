@@ -1,6 +1,5 @@
 // Shot preparation: survey points onto the grid of the shot, the skip and
-// failure codes, repeated cells, the source box, and the walk of points
-// down to the rock once the model is loaded.
+// failure codes, repeated cells and the source box.
 
 #include "common/TestUtil.h"
 #include <gtest/gtest.h>
@@ -53,27 +52,15 @@ const char* const g_szSurveyTensorsMissing =
     "500 500 0  100 500 0  1 1 10  1 0 0 0 0 0\n"
     "600 500 0  100 500 0  1 1 10\n";
 
-struct PrepareFixture
+struct PrepareFixture : FakeJob
 {
     TempDir dir;
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
     CSurvey3D survey;
 
     // Model 0..1000 x 0..1000 x 0..500 m, 10 m cells, strip 26: a grid of
     // 153 x 153 x 103 cells from -260 m.
     PrepareFixture(const char* pszSurvey, bool bById = false, bool bFaultSlip = false)
     {
-        app.reset(new COndexApp());
-        app->m_Type = 102;
-        app->m_t0 = 0.0;
-        app->m_t1 = 1.0;
-        app->m_dt = 0.002;
-        eng.reset(new CFakeEngine(*app));
-        eng->m_dx = 10.0;
-        eng->m_dt = 0.001;
-        eng->m_nTaper = 26;
-        eng->m_nHalo = 2;
         eng->m_tStart = -0.1;
         eng->m_cubeModel = CCubeR(0, 0, 0, 1000, 1000, 500);
         if (bFaultSlip)
@@ -220,32 +207,6 @@ TEST(PrepareSource, SurveyFailureIsPassedOnAsMinus33)
     EXPECT_EQ(f.eng->PrepareSource(10, f.survey, false), -33);
 }
 
-TEST(ValidateSurveyShared, PointsComeDownToTheRock)
-{
-    PrepareFixture f(g_szSurveyByPosition);
-    CFakeEngine& e = *f.eng;
-    e.m_nSurfType = 1;
-    ASSERT_EQ(e.PrepareSource(1, f.survey, true), 0);
-    f.LoadModel({{116, 116}});   // no rock under the receivers near 900 m
-    ASSERT_EQ(e.ValidateSurveyGeometryShared(), 0);
-
-    // Source and shot position from z = 0 (plane 26) down to plane 30, 40 m.
-    ASSERT_EQ(e.m_vSources.size(), (size_t)1);
-    EXPECT_EQ(e.m_vSources[0].nIndex, PrepareFixture::Cell(76, 76, 30));
-    EXPECT_EQ(e.m_vSources[0].nFlag, 1);
-    EXPECT_DOUBLE_EQ(e.m_vSrcPoints[0].z, 40.0);
-    EXPECT_DOUBLE_EQ(e.m_ptShot.z, 40.0);
-
-    // The receivers without rock are dropped with their ids.
-    ASSERT_EQ(e.m_vRcvCells.size(), (size_t)1);
-    EXPECT_EQ(e.m_vRcvCells[0], PrepareFixture::Cell(36, 76, 30));
-    EXPECT_DOUBLE_EQ(e.m_vRcvPoints[0].z, 40.0);
-    EXPECT_EQ(e.m_vRcvInline, (std::vector<int>{1}));
-    EXPECT_EQ(e.m_vRcvTraceId, (std::vector<int>{7}));
-    EXPECT_EQ(e.m_vRcvFileId, (std::vector<int>{70}));
-    EXPECT_EQ(e.m_nTraces, 1);
-}
-
 TEST(ValidateSurveyShared, FailuresSayWhy)
 {
     struct
@@ -276,120 +237,6 @@ TEST(ValidateSurveyShared, FailuresSayWhy)
         const std::string out = ::testing::internal::GetCapturedStdout();
         EXPECT_EQ(r, c.nExpected) << c.pszName;
         EXPECT_NE(out.find(c.pszWords), std::string::npos) << c.pszName << "\n" << out;
-    }
-}
-
-} // namespace
-
-// ---------------------------------------------------------------------------
-// The program as a whole: a skipped shot (-31 outside the model, -35 an id
-// that the survey does not know) lets the run go on with the next shot.
-
-#include <sys/stat.h>
-#include <sys/wait.h>
-
-#include "ModelTestUtil.h"
-
-namespace
-{
-
-const std::string kSkipProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
-
-using testutil::FileExists;
-std::string ReadWhole(const std::string& name) { return testutil::ReadFile(name); }
-
-struct SkipCase
-{
-    const char* pszName;
-    const char* pszSurvey;     // rows of the survey file
-    const char* pszExtra;      // further lines of [modeling]
-    const char* pszSkipLine;   // what the skipped shot prints
-    int nGoodShot;             // the shot that runs
-};
-
-TEST(SkippedShot, RunGoesOnWithTheNextShot)
-{
-    if (!FileExists(kSkipProgram))
-        GTEST_SKIP() << "the program is not built: " << kSkipProgram;
-
-    // Model 0..80 x 0..80 x 0..120 m, 20 m cells: a grid of 57 x 57 x 59
-    // cells. (A SEG-Y model read without the depth flag must reach 100 m,
-    // or its sample axis is taken for seconds.) The good shot sits in the
-    // middle with two receivers 20 m down.
-    const SkipCase cases[] = {
-        {"shot outside the model",
-         "500 40 0  40 40 20  1 1\n"
-         "500 40 0  60 40 20  1 2\n"
-         "40 40 0   40 40 20  2 1\n"
-         "40 40 0   60 40 20  2 2\n",
-         "", "Shot Point #1 skipped.", 2},
-        {"unknown shot id",
-         "40 40 0   40 40 20  1 1  3\n"
-         "40 40 0   60 40 20  1 2  3\n"
-         "60 60 0   40 40 20  2 1  1\n",
-         "UseShotId = 1\nFirst Point = 2\nLast Point = 3\n", "Shot point skipped.", 3},
-    };
-    // Alone, and (the first case, to keep the test short) as a master with
-    // two workers when MPI's launcher is there.
-    std::vector<std::string> vLaunch = {""};
-    if (system("command -v mpiexec > /dev/null 2>&1") == 0)
-        vLaunch.push_back("mpiexec -n 3 ");
-    for (size_t n = 0; n < vLaunch.size() * 2; n++)
-    {
-        const std::string& strLaunch = vLaunch[n / 2];
-        const SkipCase& c = cases[n % 2];
-        if (!strLaunch.empty() && n % 2 != 0)
-            continue;
-        SCOPED_TRACE(std::string(c.pszName) + (strLaunch.empty() ? ", one process" : ", three processes"));
-        TempDir dir;
-        const std::string d = dir.path();
-        auto vp = [](double, double, double) { return 2000.0f; };
-        auto rho = [](double, double, double) { return 2000.0f; };
-        ASSERT_TRUE(model_test::WriteCube(d + "/vp.sgy", 5, 5, 7, 20.0, 0, 0, 0, vp));
-        ASSERT_TRUE(model_test::WriteCube(d + "/rho.sgy", 5, 5, 7, 20.0, 0, 0, 0, rho));
-        ASSERT_TRUE(model_test::WriteText(d + "/survey.txt", c.pszSurvey));
-        std::string job = "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
-                          "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n";
-        job += c.pszExtra;
-        job +=
-            "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.01\ndt = 0.001\n"
-            "[Mesh]\ndx = 20\ndt = 0.001\n[Source]\nType = 0\nFrequency = 50\nSignal = 1\n";
-        ASSERT_TRUE(model_test::WriteText(d + "/runtask.ini", job));
-
-        const std::string cmd = "cd '" + d + "' && " + strLaunch + "'" + kSkipProgram + "' > out.txt 2>&1";
-        const int st = system(cmd.c_str());
-        const std::string out = ReadWhole(d + "/out.txt") + ReadWhole(d + "/Ondex-0.log");
-        ASSERT_TRUE(WIFEXITED(st)) << out;
-        EXPECT_EQ(WEXITSTATUS(st), 0) << out;
-        EXPECT_NE(out.find(c.pszSkipLine), std::string::npos) << out;
-
-        // The pressure gather: the merged file, or the good shot's own one;
-        // never a file of the skipped shot.
-        std::string name;
-        for (const std::string& n : {std::string("/vp+Gath3DAPUc.sgy"),
-                                    "/vp+Gath3DAPUc-" + std::to_string(c.nGoodShot) + ".sgy"})
-            if (FileExists(d + n))
-                name = d + n;
-        ASSERT_FALSE(name.empty()) << out;
-        for (int nShot = 1; nShot < c.nGoodShot; nShot++)
-            EXPECT_FALSE(FileExists(d + "/vp+Gath3DAPUc-" + std::to_string(nShot) + ".sgy"));
-
-        CSdsPC g;
-        ASSERT_TRUE(g.OnOpen(name.c_str(), 0));
-        ASSERT_EQ(g.m_nTraceCount, 2) << out;
-        bool bSignal = false;
-        for (int t = 0; t < g.m_nTraceCount; t++)
-        {
-            C3DPointR src, rec;
-            ASSERT_TRUE(g.GetCoord(t, src, rec));
-            EXPECT_NEAR(src.x, 40.0, 1e-3);
-            EXPECT_NEAR(src.y, 40.0, 1e-3);
-            std::vector<float> tr(g.m_nTraceLen);
-            ASSERT_TRUE(g.GetTrace(t, tr.data(), g.m_nTraceLen));
-            for (float v : tr)
-                bSignal = bSignal || v != 0.0f;
-        }
-        EXPECT_TRUE(bSignal) << "the good shot was computed";
     }
 }
 

@@ -1,6 +1,6 @@
-// The CPU engine's edges to the outside: memory report and grids per
-// method, source injection signs per source type, seismogram recording in
-// both modes, snapshots, the time field and the depth exchange planes.
+// The CPU engine's edges to the outside: source injection signs per source
+// type and method, bad source steps and cells, and seismogram recording in
+// both modes.
 
 #include <gtest/gtest.h>
 
@@ -279,9 +279,5 @@ TEST(OmpSeismogram, BigModeRefusesForeignOrShortFile)
     g.app->m_nActiveShot = 9;
     EXPECT_EQ(nullptr, e.GrabShotgather('X'));
 }
-
-// ---------------------------------------------------------------- snapshots
-
-// ---------------------------------------------------------------- time field
 
 } // namespace

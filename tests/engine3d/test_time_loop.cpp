@@ -16,27 +16,20 @@
 namespace
 {
 
-struct LoopFixture
+struct LoopFixture : FakeJob
 {
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
-
     // A 20 x 30 x 10 grid; the loop runs from tStart to tEnd with step dt.
-    LoopFixture(int nType, double tStart, double tEnd, double dt)
+    LoopFixture(int nType, double tStart, double tEnd, double dt) : FakeJob(nType)
     {
-        app.reset(new COndexApp());
-        app->m_Type = nType;
         app->m_t0 = tStart;
         app->m_dt = dt;
         app->m_t1 = tEnd;
         app->m_nFirstPoint = 1;
         app->m_nLastPoint = 1;
-        eng.reset(new CFakeEngine(*app));
         eng->m_nShot = 1;
         eng->m_nx = 20;
         eng->m_ny = 30;
         eng->m_nz = 10;
-        eng->m_nHalo = 2;
         eng->m_dt = dt;
         eng->m_tStart = tStart;
         eng->m_tEnd = tEnd;
@@ -202,56 +195,6 @@ TEST(TimeLoop, TerminateRequestEndsTheShot)
     EXPECT_EQ(1, nGot);
 }
 
-namespace
-{
-
-struct Loop
-{
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
-
-    Loop(int nType, double tStart, int nSteps, double dt, int nx, int ny)
-    {
-        app.reset(new COndexApp());
-        app->m_Type = nType;
-        app->m_t0 = 0.0;
-        app->m_dt = dt;
-        app->m_nFirstPoint = 1;
-        app->m_nLastPoint = 1;
-        eng.reset(new CFakeEngine(*app));
-        eng->m_nShot = 1;
-        eng->m_nx = nx;
-        eng->m_ny = ny;
-        eng->m_nz = 8;
-        eng->m_nHalo = 2;
-        eng->m_dt = dt;
-        eng->m_tStart = tStart;
-        // Half a step short of the next one, so that rounding cannot change the count.
-        eng->m_tEnd = tStart + (nSteps - 0.5) * dt;
-        eng->m_tCur = tStart;
-        eng->m_bSuppressSV = false;
-    }
-};
-
-} // namespace
-
-TEST(SourceBox, NoBoxMeansTheFullRange)
-{
-    Loop f(101, 0.0, 3, 0.0625, 40, 50);
-    f.eng->m_nBoxX0 = 10;
-    f.eng->m_nBoxY0 = 10;
-    f.eng->m_nBoxX1 = 0;   // not positive: no box
-    f.eng->m_nBoxY1 = 12;
-    ASSERT_EQ(0, f.eng->CalculateShared());
-    for (const FakeCall& c : f.eng->Calls("AcoU"))
-    {
-        EXPECT_EQ(2, c.ix0);
-        EXPECT_EQ(37, c.ix1);
-        EXPECT_EQ(2, c.iy0);
-        EXPECT_EQ(47, c.iy1);
-    }
-}
-
 // Seismogram samples lie on the job's own grid t0 + j * dtRec; sample j is
 // taken at the end of the first step whose end time has reached it, at most
 // one per step. Computed here in closed form for each sample.
@@ -270,7 +213,8 @@ TEST(Seismogram, SampleTimesOnACoarserRecordGrid)
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.dtRec);
-        Loop f(101, c.tStart, c.nSteps, c.dt, 20, 20);
+        // Half a step short of the last one, so that rounding cannot change the count.
+        LoopFixture f(101, c.tStart, c.tStart + (c.nSteps - 0.5) * c.dt, c.dt);
         f.app->m_t0 = c.t0;
         f.app->m_dt = c.dtRec;
         ASSERT_EQ(0, f.eng->CalculateShared());
@@ -299,14 +243,14 @@ TEST(Seismogram, SampleTimesOnACoarserRecordGrid)
 // int range is refused instead of running no step at all.
 TEST(StepCount, BeyondTheIntRangeIsRefused)
 {
-    Loop f(101, 0.0, 1, 0.001, 20, 20);
+    LoopFixture f(101, 0.0, 0.0005, 0.001);
     f.eng->m_tEnd = 1.0e12;
     EXPECT_EQ(-101, f.eng->CalculateShared());
     EXPECT_TRUE(f.eng->Calls("AcoU").empty());
 
     // The largest count that fits still runs (stopped here by a failing
     // first step, so as not to run two billion steps).
-    Loop g(101, 0.0, 1, 1.0, 20, 20);
+    LoopFixture g(101, 0.0, 0.5, 1.0);
     g.eng->m_tEnd = (double)INT_MAX - 1.0;
     g.eng->m_nFailStep = 0;
     g.eng->m_nFailCode = -7;

@@ -18,24 +18,13 @@ namespace
 
 using sdspc_test::TempDir;
 
-struct GridFixture
+// A model of 0..1000 x 0..1000 x 0..500 m under a small survey; the model
+// file is never opened.
+struct GridFixture : FakeJob
 {
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
-
     GridFixture()
     {
-        app.reset(new COndexApp());
-        app->m_Type = 102;
-        app->m_t0 = 0.0;
-        app->m_t1 = 1.0;
-        app->m_dt = 0.002;
         app->m_strModelPW = "/nonexistent/ondex/vp.sgy";   // opening it would fail
-        eng.reset(new CFakeEngine(*app));
-        eng->m_dx = 10.0;
-        eng->m_dt = 0.001;
-        eng->m_nTaper = 26;
-        eng->m_nHalo = 2;
         eng->m_cubeModel = CCubeR(0, 0, 0, 1000, 1000, 500);
         eng->m_cubeSurvey = CCubeR(400, 400, 0, 600, 600, 0);
     }
@@ -141,8 +130,6 @@ struct TracePointFixture : GridFixture
     TracePointFixture()
     {
         CFakeEngine& e = *eng;
-        e.m_dx = 10.0;
-        e.m_nTaper = 26;
         e.m_nx = e.m_ny = 60;
         e.m_nz = 70;
         e.m_cubeGrid = CCubeR(-260, -260, -260, 330, 330, 430);
@@ -193,17 +180,10 @@ TEST(ShotGrid, ValidateTracePointBoundsAndTheWalkToRock)
     }
 }
 
-struct CommonFixture
+struct CommonFixture : FakeJob
 {
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
-    CommonFixture(int nMethod, int nSourceType, int nSurfType = 0)
+    CommonFixture(int nMethod, int nSourceType, int nSurfType = 0) : FakeJob(nMethod)
     {
-        app.reset(new COndexApp());
-        app->m_Type = nMethod;
-        app->m_dt = 0.002;
-        eng.reset(new CFakeEngine(*app));
-        eng->m_dx = 10.0;
         eng->m_nSourceType = nSourceType;
         eng->m_nSurfType = nSurfType;
     }

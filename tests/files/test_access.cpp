@@ -113,10 +113,6 @@ TEST(SdsPCAccess, TraceHeaderRoundTrip)
     }
 }
 
-namespace {
-
-}  // namespace
-
 // A sparse SEG-Y file of more than 2 GB: the traces behind the 2 GB mark are
 // catalogued, read and written by 64-bit positions.
 TEST(SdsPCAccess, FileBeyondTwoGigabytes)

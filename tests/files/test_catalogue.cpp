@@ -134,15 +134,15 @@ TEST(SdsPCCatalogue, Orderings)
         e.fRecY = ry;
         return e;
     };
-    std::vector<SDS_TRACEINFO> v = {mk(3, 1, 0, 0), mk(1, 9, 5, 0), mk(1, 2, 7, 0), mk(2, 0, 1, 8)};
+    std::vector<SDS_TRACEINFO> v = {mk(3, 1, 0, 0), mk(1, 9, 5, 0), mk(1, 2, 7, 0), mk(12, 0, 1, 8)};
     struct {
         int (*cmp)(const void*, const void*);
         std::vector<float> srcXOrder;
     } direct[] = {
-        {CSdsPC::_compareS, {1, 1, 2, 3}},  // then receiver X 2 before 9
-        {CSdsPC::_compareR, {2, 3, 1, 1}},
-        {CSdsPC::_compareSY, {3, 2, 1, 1}},
-        {CSdsPC::_compareM, {2, 1, 3, 1}},  // sums 2, 3, 4, 10
+        {CSdsPC::_compareS, {1, 1, 3, 12}},  // then receiver X 2 before 9
+        {CSdsPC::_compareR, {12, 3, 1, 1}},
+        {CSdsPC::_compareSY, {3, 12, 1, 1}},
+        {CSdsPC::_compareM, {1, 3, 1, 12}},  // sums 3, 4, 10, 12
     };
     for (auto& c : direct) {
         auto w = v;
@@ -156,9 +156,10 @@ TEST(SdsPCCatalogue, Orderings)
     CSdsPC::fBin = 10.0f;
     qsort(p.data(), p.size(), sizeof(SDS_TRACEINFO*), CSdsPC::compareS);
     CSdsPC::fBin = 1.0f;
-    // Keys (bin sx, bin sy, bin rx, bin ry): (0,0,0,0), (0,1,1,0), (0,1,0,0), (0,0,0,1).
+    // Keys (bin sx, bin sy, bin rx, bin ry): (0,0,0,0), (0,1,1,0), (0,1,0,0),
+    // (1,0,0,1): source X is the first key, source Y the second.
     EXPECT_FLOAT_EQ(p[0]->fSrcX, 3);
-    EXPECT_FLOAT_EQ(p[1]->fSrcX, 2);
-    EXPECT_FLOAT_EQ(p[2]->fSrcY, 7);
-    EXPECT_FLOAT_EQ(p[3]->fSrcY, 5);
+    EXPECT_FLOAT_EQ(p[1]->fSrcY, 7);
+    EXPECT_FLOAT_EQ(p[2]->fSrcY, 5);
+    EXPECT_FLOAT_EQ(p[3]->fSrcX, 12);
 }

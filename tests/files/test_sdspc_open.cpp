@@ -7,24 +7,6 @@
 
 using namespace sdspc_test;
 
-TEST(SdsPCOpen, TypeFromFileName)
-{
-    struct {
-        const char* name;
-        bool ok;
-        TYPEFILE type;
-    } cases[] = {
-        {"a.rec", true, SDS},   {"a.SEC", true, SDS},  {"dir/b.sgy", true, SGY}, {"b.SgY", true, SGY},
-        {"b.segy", true, SGY},  {"b.SEGY", true, SGY}, {"c.vmg", true, VMG},     {"c.VMG", true, VMG},
-        {"x.kti", false, VMG},  {".sgy", false, VMG},  {"abc", false, VMG},      {"a.sgy.txt", false, VMG},
-    };
-    for (auto& c : cases) {
-        TYPEFILE t = SDS;
-        EXPECT_EQ(CSdsPC::GetTypeFromFileName(c.name, t), c.ok) << c.name;
-        EXPECT_EQ(t, c.type) << c.name;
-    }
-}
-
 TEST(SdsPCOpen, RefusedExtensionAndMissingFile)
 {
     TempDir d;

@@ -11,18 +11,6 @@
 
 namespace
 {
-struct DurationCase
-{
-    double seconds;
-    const char* text;
-};
-
-struct VersionCase
-{
-    const char* raw;
-    const char* text;
-};
-
 struct TraceLenCase
 {
     double t0, t1, dt;
