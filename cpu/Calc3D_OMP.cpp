@@ -75,3 +75,21 @@ bool CCalc3D_OMP::GetPmlProfiles(fd::PmlProfiles& p) const
     const size_t W = (size_t)std::max(0, m_nPML);
     return bAll && m_nPmlCellsX == nz * ny * W && m_nPmlCellsY == nz * nx * W && m_nPmlCellsZ == ny * nx * W;
 }
+
+fd::Box CCalc3D_OMP::ClampedBox(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) const
+{
+    const int h = std::max(2, m_nHalo);
+    return {std::max(iz0, h),           std::max(iy0, h),           std::max(ix0, h),
+            std::min(iz1, m_nz - 1 - h), std::min(iy1, m_ny - 1 - h), std::min(ix1, m_nx - 1 - h)};
+}
+
+int CCalc3D_OMP::SpongeWidth() const
+{
+    return std::max(0, std::min(m_nTaper, (int)(sizeof(m_fTaper) / sizeof(m_fTaper[0]))));
+}
+
+int CCalc3D_OMP::PmlArraysMissing() const
+{
+    u_Error("Error! PML arrays are missing or do not fit the grid (%dx%dx%d, W=%d).\n", m_nx, m_ny, m_nz, m_nPML);
+    return -200;
+}

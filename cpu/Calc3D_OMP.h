@@ -107,6 +107,13 @@ public:
     // The 24 profiles by axis, stencil and side; false (with the table still
     // filled) when one is missing or the slab sizes do not fit the grid.
     bool GetPmlProfiles(fd::PmlProfiles& prof) const;
+    // The box of a half step clamped clear of the halo (the stencil reaches
+    // two cells out, so no read leaves the arrays).
+    fd::Box ClampedBox(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) const;
+    // Usable entries of the sponge table.
+    int SpongeWidth() const;
+    // The refusal of a scheme whose PML arrays are missing or do not fit: -200.
+    int PmlArraysMissing() const;
 
 private:
     // Grid sizes of this shot, in cells.

@@ -4,8 +4,6 @@
 
 #include "cpu/Calc3D_OMP.h"
 
-#include <algorithm>
-
 #include "base/Output.h"
 #include "cpu/AcoSweep.h"
 
@@ -21,14 +19,12 @@ int AcoSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int 
         u_Error("Error! The acoustic scheme has no wave field or model grids.\n");
         return -200;
     }
-    const int h = std::max(2, e.m_nHalo);
-    b = {std::max(iz0, h), std::max(iy0, h), std::max(ix0, h),
-         std::min(iz1, e.m_nz - 1 - h), std::min(iy1, e.m_ny - 1 - h), std::min(ix1, e.m_nx - 1 - h)};
+    b = e.ClampedBox(iz0, iy0, ix0, iz1, iy1, ix1);
     s.f = {e.m_pUx, e.m_pUy, e.m_pUz, e.m_pTxx, e.m_pRho, e.m_pVp, (int64_t)e.m_nx, (int64_t)e.m_nx * e.m_ny};
     s.g = e.SlabGeometry();
     s.bPML = e.m_bPML;
     s.taper = e.m_fTaper;
-    s.nTaper = std::max(0, std::min(e.m_nTaper, (int)(sizeof(e.m_fTaper) / sizeof(e.m_fTaper[0]))));
+    s.nTaper = e.SpongeWidth();
     if (!s.bPML)
         return 0;
     // The velocity step corrects D- of P in the arrays named after the
@@ -44,13 +40,7 @@ int AcoSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int 
             s.psi[axis][side] = psi[bTau ? 1 : 0][axis][side];
             bAll = bAll && s.psi[axis][side] != nullptr;
         }
-    if (!bAll)
-    {
-        u_Error("Error! PML arrays are missing or do not fit the grid (%dx%dx%d, W=%d).\n", e.m_nx, e.m_ny, e.m_nz,
-                e.m_nPML);
-        return -200;
-    }
-    return 0;
+    return bAll ? 0 : e.PmlArraysMissing();
 }
 
 } // namespace
