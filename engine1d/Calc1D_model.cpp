@@ -29,12 +29,6 @@ const Component1D g_components1D[] = {
     {100, "Attenuation(Q)", -1.0},
 };
 
-double NowSeconds()
-{
-    timeval tv;
-    gettimeofday(&tv, nullptr);
-    return tv.tv_sec + tv.tv_usec * 1e-6;
-}
 } // namespace
 
 // The per-step damping of a quality factor; no damping outside 3..10000.
@@ -43,45 +37,6 @@ static float QFactor(double q, double dt, double dFreq)
     if (q < 3.0 || q > 10000.0 || std::isnan(q))
         return 1.0f;
     return (float)pow(1.0 - M_PI / q, 2.0 * dt * dFreq);
-}
-
-// The grid as a SEG-Y cube over the model's extent, for looking at it.
-static void SaveDebugCube1D(const char* pszFile, const float* pGrid, int nx, int ny, int nz, const CCubeR& cube)
-{
-    if (!pGrid || nx < 1 || ny < 1 || nz < 1)
-        return;
-    const double t0 = NowSeconds();
-    CSdsPC file;
-    if (!file.Create3D_file(pszFile, C3DSizeN(nx, ny, nz), cube, 0.0f, DU_M, 0, nullptr)
-        || !file.OnOpen(pszFile, 1, 0, 0, 0))
-    {
-        u_Print("Save3D_data returns false\n");
-        return;
-    }
-    float* pTrace = new (std::nothrow) float[nz];
-    if (!pTrace)
-    {
-        u_Print("Save3D_data returns false\n");
-        return;
-    }
-    const size_t nxy = (size_t)nx * ny;
-    for (int iy = 0; iy < ny; iy++)
-        for (int ix = 0; ix < nx; ix++)
-        {
-            const int nTrace = iy * nx + ix;
-            if (!file.GetTrace(nTrace, pTrace, nz))
-            {
-                u_Print("!GetTrace(nx=%d, ny=%d)\n", ix, iy);
-                continue;
-            }
-            const float* pCol = pGrid + (size_t)iy * nx + ix;
-            for (int iz = 0; iz < nz; iz++)
-                pTrace[iz] += pCol[(size_t)iz * nxy];
-            if (!file.SetTrace(nTrace, pTrace, nz))
-                u_Print("!SetTrace(nx=%d, ny=%d)\n", ix, iy);
-        }
-    delete[] pTrace;
-    u_Print("Save3D_data(%s) elapsed time %6.0f seconds.\n\n", pszFile, NowSeconds() - t0);
 }
 
 int CCalc1D::LoadModelComponent(int nComponent, const char* pszFile, float* pRefVp, float* pDest)
@@ -148,7 +103,7 @@ int CCalc1D::LoadModelComponent(int nComponent, const char* pszFile, float* pRef
         CString strName;
         strName.Format("%sDebugModel-%d(%s)(%d)-orig.sgy", m_pApp->m_strOutputDir.c_str(), 1, pInfo->pszLabel,
                        m_pApp->m_nNode);
-        SaveDebugCube1D(strName, pDest, m_nx, m_ny, m_nz, m_cubeModel);
+        SaveDebugGrid(strName, pDest, m_nx, m_ny, m_nz, m_cubeModel);
     }
     return 0;
 }

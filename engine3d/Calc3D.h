@@ -222,3 +222,6 @@ public:
     int m_nBoxY0, m_nBoxX0, m_nBoxY1, m_nBoxX1; // source box; Y1/X1 <= 0: none
     int m_nBoxHold;                     // steps the box stood still before time 0
 };
+
+// Debug: a grid of nx*ny*nz cells (x fastest) as a SEG-Y cube over 'cube'.
+void SaveDebugGrid(const char* pszFile, const float* pGrid, int nx, int ny, int nz, const CCubeR& cube);

@@ -79,45 +79,52 @@ static double NowSeconds()
     return tv.tv_sec + tv.tv_usec * 1e-6;
 }
 
-void CCalc3D::SaveDebugCube(const char* pszFile, const float* pGrid)
+// Debug: a grid as a SEG-Y cube over the given extent, for looking at it.
+// The file is made empty and each column added to its trace.
+void SaveDebugGrid(const char* pszFile, const float* pGrid, int nx, int ny, int nz, const CCubeR& cube)
 {
-    if (!pGrid || m_nx < 1 || m_ny < 1 || m_nz < 1)
+    if (!pGrid || nx < 1 || ny < 1 || nz < 1)
         return;
     const double t0 = NowSeconds();
     CSdsPC file;
     // The third axis of a model cube is depth.
-    if (!file.Create3D_file(pszFile, C3DSizeN(m_nx, m_ny, m_nz), m_cubeGrid, 0.0f, DU_M, 0, nullptr)
+    if (!file.Create3D_file(pszFile, C3DSizeN(nx, ny, nz), cube, 0.0f, DU_M, 0, nullptr)
         || !file.OnOpen(pszFile, 1, 0, 0, 0))
     {
         u_Print("Save3D_data returns false\n");
         return;
     }
-    float* pTrace = new (std::nothrow) float[m_nz];
+    float* pTrace = new (std::nothrow) float[nz];
     if (!pTrace)
     {
         u_Print("Save3D_data returns false\n");
         return;
     }
-    const size_t nxy = (size_t)m_nx * m_ny;
-    for (int iy = 0; iy < m_ny; iy++)
+    const size_t nxy = (size_t)nx * ny;
+    for (int iy = 0; iy < ny; iy++)
     {
-        for (int ix = 0; ix < m_nx; ix++)
+        for (int ix = 0; ix < nx; ix++)
         {
-            const int nTrace = iy * m_nx + ix;
-            if (!file.GetTrace(nTrace, pTrace, m_nz))
+            const int nTrace = iy * nx + ix;
+            if (!file.GetTrace(nTrace, pTrace, nz))
             {
                 u_Print("!GetTrace(nx=%d, ny=%d)\n", ix, iy);
                 continue;
             }
-            const float* pCol = pGrid + (size_t)iy * m_nx + ix;
-            for (int iz = 0; iz < m_nz; iz++)
+            const float* pCol = pGrid + (size_t)iy * nx + ix;
+            for (int iz = 0; iz < nz; iz++)
                 pTrace[iz] += pCol[(size_t)iz * nxy];
-            if (!file.SetTrace(nTrace, pTrace, m_nz))
+            if (!file.SetTrace(nTrace, pTrace, nz))
                 u_Print("!SetTrace(nx=%d, ny=%d)\n", ix, iy);
         }
     }
     delete[] pTrace;
     u_Print("Save3D_data(%s) elapsed time %6.0f seconds.\n\n", pszFile, NowSeconds() - t0);
+}
+
+void CCalc3D::SaveDebugCube(const char* pszFile, const float* pGrid)
+{
+    SaveDebugGrid(pszFile, pGrid, m_nx, m_ny, m_nz, m_cubeGrid);
 }
 
 int CCalc3D::LoadModelComponent(int nComponent, const char* pszFile, float* pRefVp, float* pDest, float* pScratch)
