@@ -36,12 +36,6 @@
 namespace
 {
 
-struct Result
-{
-    double dMcells;   // million cell updates per second
-    int nSteps;
-};
-
 // A homogeneous 2000 m/s medium with a small random wave field, prepared as
 // a shot would be: profiles from the velocities, then the coefficients.
 struct Shape
@@ -80,28 +74,15 @@ std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const Shape& g)
     return e;
 }
 
-Result TimeSteps(CCalc3D_OMP& e, int nThreads)
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads)
 {
-    omp_set_num_threads(nThreads);
     const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, h = e.m_nHalo;
     const double cells = (double)(nx - 2 * h) * (ny - 2 * h) * (nz - 2 * h);
     auto Step = [&]() {
         e.PropagateAcoWaveU(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
         e.PropagateAcoWaveTau(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
     };
-    Step();   // first touch, page faults
-    // Batches of about half a second at a few hundred Mcells/s; the best of
-    // three, since the machine is shared and a batch may lose its core.
-    const int nSteps = std::max(2, (int)(1.5e8 / cells / (nThreads > 1 ? 1 : 2)));
-    double tBest = 1e300;
-    for (int rep = 0; rep < 3; rep++)
-    {
-        const double t0 = bench::Now();
-        for (int s = 0; s < nSteps; s++)
-            Step();
-        tBest = std::min(tBest, bench::Now() - t0);
-    }
-    return {cells * nSteps / tBest / 1e6, nSteps};
+    return bench::TimeStepRate(Step, cells, nThreads);
 }
 
 } // namespace
@@ -157,7 +138,7 @@ int main(int argc, char** argv)
             threads.push_back(nAll);
         for (int nThreads : threads)
         {
-            const Result r = TimeSteps(*e, nThreads);
+            const bench::StepRate r = TimeSteps(*e, nThreads);
             const double bw = nThreads == 1 ? bw1 : bwAll;
             const double limit = bw * 1e9 / bytesPerCell / 1e6, limit56 = bw * 1e9 / 56.0 / 1e6;
             char szGrid[40];

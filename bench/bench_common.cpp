@@ -81,4 +81,21 @@ double MeasureDiskReadMBs(const std::string& dir, size_t nBytes)
     return total / t / 1e6;
 }
 
+
+StepRate TimeStepRate(const std::function<void()>& step, double cells, int nThreads)
+{
+    omp_set_num_threads(nThreads);
+    step();
+    const int nSteps = std::max(2, (int)(1.5e8 / cells / (nThreads > 1 ? 1 : 2)));
+    double tBest = 1e300;
+    for (int rep = 0; rep < 3; rep++)
+    {
+        const double t0 = Now();
+        for (int s = 0; s < nSteps; s++)
+            step();
+        tBest = std::min(tBest, Now() - t0);
+    }
+    return {cells * nSteps / tBest / 1e6, nSteps};
+}
+
 }  // namespace bench

@@ -3,11 +3,23 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace bench {
 
 double Now();  // wall clock, seconds
+
+// Million cell updates per second of step() over 'cells' cells on nThreads
+// threads: one step to first-touch the pages, then the best of three batches
+// of about 1.5e8 cell updates (half that on one thread), since the machine
+// is shared and a batch may lose its core.
+struct StepRate
+{
+    double dMcells;
+    int nSteps;
+};
+StepRate TimeStepRate(const std::function<void()>& step, double cells, int nThreads);
 
 // Sustained memory bandwidth of a STREAM-like triad a = b + s*c over arrays
 // far larger than the caches, in GB/s (bytes moved: 3 arrays of doubles, plus

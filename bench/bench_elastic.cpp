@@ -32,12 +32,6 @@
 namespace
 {
 
-struct Result
-{
-    double dMcells;   // million cell updates per second
-    int nSteps;
-};
-
 // A homogeneous medium (vp 2000, vs 1000 m/s) with a small random wave field, prepared as
 // a shot would be: profiles from the velocities, then the coefficients.
 std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, int n)
@@ -71,28 +65,15 @@ std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, int n)
     return e;
 }
 
-Result TimeSteps(CCalc3D_OMP& e, int nThreads)
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads)
 {
-    omp_set_num_threads(nThreads);
     const int n = e.m_nx, h = e.m_nHalo;
     const double cells = (double)(n - 2 * h) * (n - 2 * h) * (n - 2 * h);
     auto Step = [&]() {
         e.PropagateElaWaveU(h, h, h, n - h - 1, n - h - 1, n - h - 1);
         e.PropagateElaWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1);
     };
-    Step();   // first touch, page faults
-    // Batches of about half a second at a few hundred Mcells/s; the best of
-    // three, since the machine is shared and a batch may lose its core.
-    const int nSteps = std::max(2, (int)(1.5e8 / cells / (nThreads > 1 ? 1 : 2)));
-    double tBest = 1e300;
-    for (int rep = 0; rep < 3; rep++)
-    {
-        const double t0 = bench::Now();
-        for (int s = 0; s < nSteps; s++)
-            Step();
-        tBest = std::min(tBest, bench::Now() - t0);
-    }
-    return {cells * nSteps / tBest / 1e6, nSteps};
+    return bench::TimeStepRate(Step, cells, nThreads);
 }
 
 } // namespace
@@ -150,7 +131,7 @@ int main(int argc, char** argv)
             threads.push_back(nAll);
         for (int nThreads : threads)
         {
-            const Result r = TimeSteps(*e, nThreads);
+            const bench::StepRate r = TimeSteps(*e, nThreads);
             const double bw = nThreads == 1 ? bw1 : bwAll;
             const double limit = bw * 1e9 / bytesPerCell / 1e6;
             std::printf("%-6d %-8d %6d %10.1f %10.1f %12.2f %10.1f %7.2f\n", n, nThreads, r.nSteps, r.dMcells,
