@@ -397,7 +397,12 @@ int CCalc3D_OMP::PropagateTimeField()
     const float rx = (float)(m_dTimeDx / m_dx);
     const float ry = (float)(m_dTimeDy / m_dx);
     const float rz = (float)(m_dTimeDz / m_dx);
-    const int zStart = m_nZ0 > 0 ? m_nHalo : m_nTaper;   // a further node of a depth group starts at its halo
+    // Samples stand on the whole grid's planes N + trunc(k * rz); a further
+    // node of a depth group takes them from its first computed plane on.
+    int kFirst = 0;
+    if (m_nZ0 > 0 && rz > 0.0f)
+        while (m_nTaper + (int)(kFirst * rz) < m_nZ0 + m_nHalo)
+            kFirst++;
     const int tx = m_nTimeNx, ty = m_nTimeNy, tz = m_nTimeNz;
     const int nx = m_nx, ny = m_ny, nz = m_nz;
     const long long nxy = (long long)nx * ny;
@@ -409,7 +414,7 @@ int CCalc3D_OMP::PropagateTimeField()
 #pragma omp parallel for schedule(static)
     for (int k = 0; k < tz; k++)
     {
-        const int z = zStart + (int)(k * rz);
+        const int z = m_nTaper + (int)((kFirst + k) * rz) - m_nZ0;
         for (int j = 0; j < ty; j++)
         {
             const int y = m_nTaper + (int)(j * ry);

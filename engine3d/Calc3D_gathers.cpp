@@ -1,13 +1,13 @@
 // Results of a shot: one SEG-Y shot gather per component, brought together
 // from the nodes of a depth group by the group leader, and the time fields.
 
-#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <mpi.h>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -15,8 +15,6 @@
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
-
-ONDEX_PENDING("Time fields of a depth group");
 
 int CCalc3D::SaveResults()
 {
@@ -307,11 +305,26 @@ int CCalc3D::SaveTimeField(const char* pszFile, int nKind)
         u_Print("Invalid Trace Count in CCalc2D::SaveTimeField\n");
         return -1;
     }
+    float* p = GrabTimeField(nKind);
+    int nz = m_nTimeNz;
+    // A depth group: the leader stacks the planes of all nodes and writes.
+    std::unique_ptr<float[]> pMerged;
     if (m_pApp->m_nGroupSize > 1)
     {
-        return u_NotBuilt("Time fields of a depth group");
+        if (!p)
+            u_Warning("Warning! SaveTimeField(): Unable to acquire time field from compute device.\n");
+        float* pAll = nullptr;
+        int nAll = 0;
+        const int r =
+            MergeDistributedCube(m_pApp, CCubeN(0, 0, 0, m_nTimeNz - 1, m_nTimeNy - 1, m_nTimeNx - 1), &nAll, p, &pAll);
+        pMerged.reset(pAll);
+        if (r != 0)
+            return r;
+        if (!pAll)
+            return 0;
+        p = pAll;
+        nz = nAll;
     }
-    float* p = GrabTimeField(nKind);
     if (!p)
         return 0;
     const size_t n = (size_t)nTr;
@@ -336,9 +349,9 @@ int CCalc3D::SaveTimeField(const char* pszFile, int nKind)
             e.nPart = m_nShot;
         }
     }
-    const CRectR rect(1.0, area.z0, (double)n, area.z0 + (m_nTimeNz - 1) * m_dTimeDz);
+    const CRectR rect(1.0, area.z0, (double)n, area.z0 + (nz - 1) * m_dTimeDz);
     CSdsPC file;
-    const bool bSaved = file.OnSave(pszFile, p, rect, CSizeN((int)n, m_nTimeNz), 0, 0, false, pInfo, DU_SEC);
+    const bool bSaved = file.OnSave(pszFile, p, rect, CSizeN((int)n, nz), 0, 0, false, pInfo, DU_SEC);
     delete[] pInfo;
     return bSaved ? 1 : 0;
 }

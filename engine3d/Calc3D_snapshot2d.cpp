@@ -2,32 +2,29 @@
 // shot, resampled onto a square grid over the user area and appended to the
 // shot's VMG film as one more row.
 
-#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <cstring>
+#include <mpi.h>
 #include <new>
+#include <vector>
 
 #include "base/Output.h"
 #include "files/SdsPC.h"
+#include "run/MpiTags.h"
 #include "run/OndexApp.h"
-
-ONDEX_PENDING("2D snapshots of a depth group");
 
 // The film holds four planes per row; further letters are grabbed (the
 // device may check them) but not stored.
 static const int kMaxLetters = 8;
 static const int kStoredLetters = 4;
 
+static int JoinGroupSnapshot(CCalc3D& calc, const char* pszFile, const char* pszComponents, double rStep,
+                             float* pAll, int cx, int cy, int nLetters);
+
 int CCalc3D::AppendVmg2DSnapshot(const char* pszFile, char /*cPlane*/, const char* pszComponents, double rStep,
                                  bool /*bCreate*/)
 {
-    // Depth groups join their planes at the leader; that road is not built.
-    if (m_pApp->m_nGroupSize > 1)
-    {
-        u_NotBuilt("2D snapshots of a depth group");
-        return -1;   // the film's failure code, which the loop reports
-    }
     if (!pszFile || !pszComponents || !(rStep > 0.0) || !(m_dx > 0.0))
         return -1;
 
@@ -36,6 +33,7 @@ int CCalc3D::AppendVmg2DSnapshot(const char* pszFile, char /*cPlane*/, const cha
     // the shot keeps no film: said once, at its first due time, and the shot
     // goes on for its gathers.
     const int nRow = (int)((m_ptShot.y - m_cubeGrid.y0) / m_dx + 0.5) + (int)(m_dSnapYOffset / m_dx + 0.5);
+    // The row is the same on all nodes of a group, so they all leave here alike.
     if (nRow < 0 || nRow >= m_ny)
     {
         if (m_tSnapNext == m_tSnap0)
@@ -94,6 +92,10 @@ int CCalc3D::AppendVmg2DSnapshot(const char* pszFile, char /*cPlane*/, const cha
         }
     }
 
+    // 5, 6. A depth group joins its rows at the leader.
+    if (m_pApp->m_nGroupSize > 1)
+        return JoinGroupSnapshot(*this, pszFile, pszComponents, rStep, pAll, cx, cy, nLetters);
+
     // 4. One node: the row goes to the film.
     char szLetters[kStoredLetters + 1] = {0, 0, 0, 0, 0};
     float* pp[kStoredLetters] = {nullptr, nullptr, nullptr, nullptr};
@@ -112,6 +114,94 @@ int CCalc3D::AppendVmg2DSnapshot(const char* pszFile, char /*cPlane*/, const cha
     {
         // The shot stops on this result; the line says why.
         u_Error("Error! Unable to write the 2D snapshot (t=%g) to file '%s'.\n", m_tSnapNext, pszFile);
+        return 1;
+    }
+    return 0;
+}
+
+// A member sends its rows; the leader stacks them under its own in rank
+// order and writes the row of the film. pAll (cx * cy * nLetters floats,
+// may be null) is released here.
+static int JoinGroupSnapshot(CCalc3D& calc, const char* pszFile, const char* pszComponents, double rStep, float* pAll, int cx,
+                               int cy, int nLetters)
+{
+    const COndexApp& job = *calc.m_pApp;
+    const int nLeader = job.m_nNode - job.m_nGroupRank;
+    const size_t nPlane = cx > 0 && cy > 0 ? (size_t)cx * (size_t)cy : 0;
+    if (job.m_nGroupRank != 0)
+    {
+        int nRows = pAll ? cy : 0;
+        MPI_Send(&nRows, 1, MPI_INT, nLeader, tag::kSnap2DCount, MPI_COMM_MT);
+        if (nRows > 0)
+            MPI_Send(pAll, (int)(nPlane * nLetters), MPI_FLOAT, nLeader, tag::kSnap2DRows, MPI_COMM_MT);
+        delete[] pAll;
+        return 0;
+    }
+
+    const CCubeR area = calc.GetRealUserArea();
+    const double x0 = area.x0, x1 = area.x1, z0 = area.z0;
+    const double zAll = z0 + (calc.m_nZAll - 2 * calc.m_nTaper) * calc.m_dx;
+    const int cyAll = (int)((zAll - z0) / rStep + 1.5);
+    const size_t nWhole = cx > 0 && cyAll > 0 ? (size_t)cx * (size_t)cyAll : 0;
+    std::vector<float> vAll, vRecv;
+    try
+    {
+        vAll.assign(nWhole * nLetters, 0.0f);
+    }
+    catch (const std::bad_alloc&)
+    {
+        u_Error("Error! Memory Allocation Error in CCalc2D::AppendVmg2DSnapshot\n");
+        delete[] pAll;
+        return 0;   // the members' rows stay unread; the run goes on without this row
+    }
+    // Rows placed so far in each plane; the leader's own first.
+    int nPlaced = 0;
+    auto place = [&](const float* pRows, int nRows) {
+        for (int l = 0; l < nLetters; l++)
+            for (int j = 0; j < nRows && nPlaced + j < cyAll; j++)
+                for (int i = 0; i < cx; i++)
+                    vAll[(size_t)l * nWhole + (size_t)(nPlaced + j) * cx + i] =
+                        pRows[(size_t)l * cx * nRows + (size_t)j * cx + i];
+        nPlaced += nRows;
+    };
+    if (pAll)
+        place(pAll, cy);
+    delete[] pAll;
+    for (int k = 1; k < job.m_nGroupSize; k++)
+    {
+        int m = 0;
+        MPI_Recv(&m, 1, MPI_INT, nLeader + k, tag::kSnap2DCount, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        if (m <= 0)
+            continue;
+        const size_t nNeed = (size_t)cx * m * nLetters;
+        try
+        {
+            if (vRecv.size() < nNeed)
+                vRecv.resize(nNeed);
+        }
+        catch (const std::bad_alloc&)
+        {
+            u_Error("Error! Memory Allocation Error in CCalc2D::AppendVmg2DSnapshot\n");
+            return 0;
+        }
+        MPI_Recv(vRecv.data(), (int)nNeed, MPI_FLOAT, nLeader + k, tag::kSnap2DRows, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        place(vRecv.data(), m);
+    }
+
+    char szLetters[kStoredLetters + 1] = {0, 0, 0, 0, 0};
+    float* pp[kStoredLetters] = {nullptr, nullptr, nullptr, nullptr};
+    for (int l = 0; l < nLetters && l < kStoredLetters && nWhole > 0; l++)
+    {
+        szLetters[l] = pszComponents[l];
+        pp[l] = vAll.data() + (size_t)l * nWhole;
+    }
+    C3DSizeN size(cx, cyAll, 1);
+    CCubeR cube(x0, z0, calc.m_tSnapNext, x1, zAll, calc.m_tSnapNext);
+    CPointR ptSource(calc.m_ptShot.x, calc.m_ptShot.z);
+    CSdsPC vmg;
+    if (!vmg.OnAddToVMG_SNAP(pszFile, size, cube, szLetters, ptSource, pp[0], pp[1], pp[2], pp[3]))
+    {
+        u_Error("Error! Unable to write the 2D snapshot (t=%g) to file '%s'.\n", calc.m_tSnapNext, pszFile);
         return 1;
     }
     return 0;

@@ -2,18 +2,18 @@
 // shots, one SEG-Y cube per component and time, one trace per (X, Y) node
 // with depth along the samples, so that it reads back like a model cube.
 
-#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <chrono>
 #include <cstring>
+#include <mpi.h>
+#include <new>
 #include <vector>
 
 #include "base/Output.h"
 #include "files/SdsPC.h"
+#include "run/MpiTags.h"
 #include "run/OndexApp.h"
-
-ONDEX_PENDING("3D snapshots of a depth group (MergeDistributedCube)");
 
 // The letters the grabs of every engine know: the six stresses by number,
 // the mean normal stress (pressure), the three velocities. Any other letter
@@ -150,15 +150,21 @@ int CCalc3D::Save3DSnapshot(const char* pszFile, char cComponent, double dx, dou
     // 4. The cube.
     float* pCube = Grab3DSnapshot(idx, size, cComponent);
 
-    // 5. Depth groups stack their planes at the leader; not built yet.
+    // 5. A depth group stacks its planes at the leader; the members end here.
     if (m_pApp->m_nGroupSize > 1)
     {
         float* pAll = nullptr;
         int nAll = 0;
         MergeDistributedCube(m_pApp, CCubeN(0, 0, 0, nz - 1, ny - 1, nx - 1), &nAll, pCube, &pAll);
         delete[] pCube;
-        delete[] pAll;
-        return 0;
+        pCube = pAll;
+        if (!pCube || nAll < 1)
+        {
+            delete[] pCube;
+            return 0;
+        }
+        nz = nAll;
+        size = C3DSizeN(nx, ny, nz);
     }
     if (!pCube)
     {
@@ -208,14 +214,92 @@ int CCalc3D::Save3DSnapshot(const char* pszFile, char cComponent, double dx, dou
     return 0;
 }
 
-// Stacking the planes of a depth group at its leader waits for the
-// distributed time loop. Every node refuses alike, so no send waits for a
-// receive that never comes.
-int CCalc3D::MergeDistributedCube(COndexApp*, const CCubeN&, int* pNz, float*, float** ppAll)
+// Members send their planes to the leader, which stacks them by rank under
+// its own. The cube's nx, ny and the member's planes nz come from the box.
+int CCalc3D::MergeDistributedCube(COndexApp* pApp, const CCubeN& cube, int* pNz, float* pLocal, float** ppAll)
 {
-    if (pNz)
-        *pNz = 0;
-    if (ppAll)
-        *ppAll = nullptr;
-    return u_NotBuilt("3D snapshots of a depth group (MergeDistributedCube)");
+    const int nx = cube.x1 - cube.x0 + 1, ny = cube.y1 - cube.y0 + 1;
+    int nz = cube.z1 - cube.z0 + 1;
+    if (nx < 1 || ny < 1 || nz < 0)
+        nz = 0;   // an empty box sends nothing, but still answers the leader
+    const size_t nxy = nx > 0 && ny > 0 ? (size_t)nx * ny : 0;
+    *pNz = 0;
+    *ppAll = nullptr;
+    const int nLeader = pApp->m_nNode - pApp->m_nGroupRank;
+
+    // 1. Member.
+    if (pApp->m_nGroupRank != 0)
+    {
+        int n = pLocal ? nz : 0;
+        if (!pLocal)
+            u_Warning("Warning! MergeDistributedCube(): Unable to acquire a cube from compute device.\n");
+        MPI_Send(&n, 1, MPI_INT, nLeader, tag::kCubeCount, MPI_COMM_MT);
+        if (n > 0)
+            MPI_Send(pLocal, (int)(nxy * n), MPI_FLOAT, nLeader, tag::kCubePiece, MPI_COMM_MT);
+        return 0;
+    }
+
+    // 2. Leader: the members' counts.
+    const int nMembers = pApp->m_nGroupSize - 1;
+    std::vector<int> vCounts(nMembers > 0 ? nMembers : 0, 0);
+    long long nSum = 0;
+    int nMax = 0;
+    for (int k = 0; k < nMembers; k++)
+    {
+        MPI_Recv(&vCounts[k], 1, MPI_INT, nLeader + 1 + k, tag::kCubeCount, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        if (vCounts[k] <= 0)
+        {
+            vCounts[k] = 0;
+            u_Warning("Warning! MergeDistributedCube(): Unable to acquire a cube from compute device (Node #%d).\n",
+                      nLeader + 1 + k);
+        }
+        nSum += vCounts[k];
+        if (vCounts[k] > nMax)
+            nMax = vCounts[k];
+    }
+    if (nSum == 0)
+        return 0;
+
+    // 3.
+    const long long nTotal = nSum + (pLocal ? nz : 0);
+    float* pAll = new (std::nothrow) float[(size_t)nTotal * nxy]();
+    float* pRecv = new (std::nothrow) float[(size_t)nMax * nxy + 1]();
+    if (!pAll || !pRecv)
+    {
+        u_Error("Error! Memory allocation error merging a cube (additional %g MB requested).\n",
+                ((double)nTotal + nMax) * nxy * 4.0 / 1048576.0);
+        delete[] pAll;
+        delete[] pRecv;
+        return -1;
+    }
+
+    // 4. Stacked by rank, the leader's planes first.
+    long long nPlaced = 0;
+    if (pLocal && nz > 0)
+    {
+        memcpy(pAll, pLocal, (size_t)nz * nxy * sizeof(float));
+        nPlaced = nz;
+    }
+    for (int k = 0; k < nMembers; k++)
+    {
+        const int m = vCounts[k];
+        if (m <= 0)
+            continue;
+        MPI_Recv(pRecv, (int)(nxy * m), MPI_FLOAT, nLeader + 1 + k, tag::kCubePiece, MPI_COMM_MT, MPI_STATUS_IGNORE);
+        const long long nTake = nPlaced + m <= nTotal ? m : nTotal - nPlaced;
+        if (nTake > 0)
+            memcpy(pAll + (size_t)nPlaced * nxy, pRecv, (size_t)nTake * nxy * sizeof(float));
+        nPlaced += nTake;
+    }
+    delete[] pRecv;
+
+    // 5. Fewer than three planes make no cube file.
+    if (nTotal < 3)
+    {
+        delete[] pAll;
+        return 0;
+    }
+    *pNz = (int)nTotal;
+    *ppAll = pAll;
+    return 0;
 }

@@ -16,15 +16,25 @@ const int kTerminate = 41;
 const int kShot = 30;
 const int kReport = 31;
 const int kGroup = 32;
-// Depth group: halo planes 100..108 by component code 1..9.
-const int kHaloBase = 99;
+// Depth group: halo planes 100..108, indexed by component code 1..9
+// (velocities first, then the stresses in the order they go out: xx, yy,
+// zz, xy, xz, yz).
+const int kHalo[10] = {0, 100, 101, 102, 105, 103, 104, 106, 107, 108};
 // Depth group: 2D snapshot rows and 3D cube pieces.
 const int kSnap2DCount = 110;
 const int kSnap2DRows = 111;
 const int kCubeCount = 120;
 const int kCubePiece = 121;
-// Depth group: survey points handed to their owners, 130..138.
-const int kPointsBase = 130;
+// Depth group: survey points handed to their owners.
+const int kPointsCount = 130;
+const int kPointsShots = 131;
+const int kPointsRcv = 132;
+const int kPointsTotals = 133;
+const int kPointsAnswer = 134;
+const int kBorderCountDown = 135;
+const int kBorderCountUp = 136;
+const int kBorderDown = 137;
+const int kBorderUp = 138;
 // Depth group: surface planes, on the way down and on the way back.
 const int kSurfDepth = 140, kSurfDepthBack = 144;
 const int kSurfVp = 141, kSurfVpBack = 145;
