@@ -38,6 +38,30 @@ std::vector<C3DShotPoint> ReceiveSources(int nPeer, int nCountTag, int nTag, con
     }
     return v;
 }
+// The user ranges of neighbouring slabs are a step apart; a point in that
+// gap belongs, as in one process, to its nearest plane, and is validated on
+// it. A walk down through air keeps the point's own offset from the plane.
+int ValidateGroupPoint(CCalc3D& calc, C3DPointR& pt, bool bFirst, bool bLast)
+{
+    const CCubeR r = calc.GetRealUserArea();
+    const double dHalf = 0.5 * calc.m_dx;
+    C3DPointR q = pt;
+    if (!bFirst && q.z < r.z0 && q.z >= r.z0 - dHalf)
+        q.z = r.z0;
+    else if (!bLast && q.z > r.z1 && q.z < r.z1 + dHalf)
+        q.z = r.z1;
+    const double z = q.z;
+    const int nResult = calc.ValidateTracePoint(q);
+    if (q.z != z)
+    {
+        if (z == pt.z)
+            pt = q;
+        else
+            for (double w = z; w < q.z; w += calc.m_dx)
+                pt.z += calc.m_dx;
+    }
+    return nResult;
+}
 } // namespace
 
 int CCalc3D::ValidateSurveyGeometryDistributed()
@@ -97,7 +121,7 @@ int CCalc3D::ValidateSurveyGeometryDistributed()
     {
         C3DPointR pt(vShots[i], vShots[i + 1], vShots[i + 2]);
         const double x = pt.x, y = pt.y;
-        const int r = ValidateTracePoint(pt);
+        const int r = ValidateGroupPoint(*this, pt, bFirst, bLast);
         if (r == -2)
         {
             vShotsOn.insert(vShotsOn.end(), {pt.x, pt.y, pt.z});
@@ -124,7 +148,7 @@ int CCalc3D::ValidateSurveyGeometryDistributed()
     for (size_t i = 0; i + kRcvDoubles <= vRcv.size(); i += kRcvDoubles)
     {
         C3DPointR pt(vRcv[i], vRcv[i + 1], vRcv[i + 2]);
-        const int r = ValidateTracePoint(pt);
+        const int r = ValidateGroupPoint(*this, pt, bFirst, bLast);
         if (r == -2)
         {
             vRcvOn.insert(vRcvOn.end(), {pt.x, pt.y, pt.z});
