@@ -10,4 +10,7 @@ namespace fd
 {
 bool AcoSweepU(const AcoStep& s, const Box& b);
 bool AcoSweepTau(const AcoStep& s, const Box& b);
+// AcoSweepU then AcoSweepTau, to the same bits, in one pass over memory.
+// su and st differ only in their PML memory arrays.
+bool AcoSweepStep(const AcoStep& su, const AcoStep& st, const Box& b);
 } // namespace fd

@@ -19,6 +19,7 @@ public:
     int ApplySignal(int nStep) override;
     int PropagateAcoWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
+    int PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;

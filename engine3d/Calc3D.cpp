@@ -127,6 +127,13 @@ int CCalc3D::Calculate()
     return CalculateDistributed();
 }
 
+int CCalc3D::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+{
+    int r = PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+    r |= PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+    return r;
+}
+
 float CCalc3D::SWaveRamp(double tCur, double dFreq)
 {
     const double T = 1.0 / dFreq;

@@ -112,8 +112,7 @@ int CCalc3D::CalculateShared()
         switch (nType)
         {
         case 101:
-            r = PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
-            r |= PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+            r = PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
             break;
         case 102:
             r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
