@@ -216,33 +216,26 @@ TEST_F(ShotRoad, NodeFailingBeforeTheHandOutEndsTheJob)
     for (const auto& c : cases)
     {
         SCOPED_TRACE(std::to_string(c.nBad) + " of " + std::to_string(c.nProc));
+        auto logName = [&](int r) { return (r == c.nBad ? bad : good) + "/Ondex-" + std::to_string(r) + ".log"; };
         std::string cmd = "timeout 60 mpiexec";
         for (int r = 0; r < c.nProc; ++r)
         {
-            const std::string& dir = r == c.nBad ? bad : good;
-            remove((dir + "/Ondex-" + std::to_string(r) + ".log").c_str());
-            cmd += std::string(r ? " :" : "") + " -n 1 -wdir " + dir + " " + kProgram + " x 1 3";
+            remove(logName(r).c_str());
+            cmd += std::string(r ? " :" : "") + " -n 1 -wdir " + (r == c.nBad ? bad : good) + " " + kProgram + " x 1 3";
         }
         const auto t0 = std::chrono::steady_clock::now();
         const int st = system((cmd + " > out.txt 2>&1").c_str());
-        const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-        m_out = ReadFile("out.txt");
+        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 20.0);
         ASSERT_TRUE(WIFEXITED(st));
-        EXPECT_NE(WEXITSTATUS(st), 0) << m_out;
-        EXPECT_NE(WEXITSTATUS(st), 124) << "timed out: " << m_out;
-        EXPECT_LT(dSeconds, 20.0);
-        const std::string logBad = ReadFile((bad + "/Ondex-" + std::to_string(c.nBad) + ".log").c_str());
-        EXPECT_NE(logBad.find("Error! Unable to read the survey acquisition geometry file"), std::string::npos)
-            << logBad;
-        const std::string log0 = ReadFile(((c.nBad == 0 ? bad : good) + "/Ondex-0.log").c_str());
-        EXPECT_NE(log0.find("Error! Node " + std::to_string(c.nBad) +
-                            " failed before the shots were handed out. Simulation stopped.\n"),
+        EXPECT_NE(WEXITSTATUS(st), 0);
+        EXPECT_NE(WEXITSTATUS(st), 124) << "timed out: " << ReadFile("out.txt");
+        EXPECT_NE(ReadFile(logName(c.nBad).c_str()).find("Error! Unable to read the survey acquisition geometry"),
+                  std::string::npos);
+        const std::string log0 = ReadFile(logName(0).c_str());
+        EXPECT_NE(log0.find("Error! Node " + std::to_string(c.nBad) + " failed before the shots were handed out."),
                   std::string::npos) << log0;
-        EXPECT_EQ(log0.find("Merging"), std::string::npos);
-        for (int r = 1; r < c.nProc; ++r)
-            EXPECT_EQ(ReadFile(((r == c.nBad ? bad : good) + "/Ondex-" + std::to_string(r) + ".log").c_str())
-                          .find("Received to calculate"),
-                      std::string::npos);
+        for (int r = 1; r < c.nProc; ++r)   // no shot was started anywhere
+            EXPECT_EQ(ReadFile(logName(r).c_str()).find("Received to calculate"), std::string::npos);
     }
 }
 } // namespace
