@@ -86,5 +86,12 @@ void sig_install()
 {
     const int signals[] = {SIGHUP, SIGINT, SIGTERM, SIGSEGV, SIGFPE, SIGBUS, SIGILL, SIGABRT};
     for (int s : signals)
+    {
+        // A signal ignored from the start stays ignored: under nohup a closed
+        // terminal (SIGHUP) must not end the run.
+        struct sigaction old;
+        if (sigaction(s, nullptr, &old) == 0 && !(old.sa_flags & SA_SIGINFO) && old.sa_handler == SIG_IGN)
+            continue;
         install_one(s);
+    }
 }

@@ -13,7 +13,8 @@ void sig_ftest(int nSignal, int nCode);
 
 // Installs a handler for SIGHUP, SIGINT, SIGTERM, SIGSEGV, SIGFPE, SIGBUS,
 // SIGILL and SIGABRT that logs through sig_ftest and then ends the process
-// by the same signal with its default action (see SigTest.cpp).
+// by the same signal with its default action (see SigTest.cpp). A signal
+// that is ignored when this is called is left ignored.
 void sig_install();
 
 #endif

@@ -13,6 +13,7 @@
 #include "base/Output.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
+#include "run/Scheduler.h"
 
 namespace
 {
@@ -55,7 +56,7 @@ void wait_passive(int& nExit)
         {
             int nMsg = 0;
             MPI_Recv(&nMsg, 1, MPI_INT, 0, tag::kRelease, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
-            MPI_Barrier(MPI_COMM_WORLD);
+            MPI_BarrierPolite(MPI_COMM_WORLD);   // the same kind of barrier as main's
             MPI_Finalize();
             nExit = 0;
             return;

@@ -54,4 +54,7 @@ const int kGatherCrossline = 153;
 const int kGatherTraces = 154;
 const int kGatherTraceId = 155;
 const int kGatherFileId = 156;
+// Start of a cluster run: each worker's readiness, and the master's go or stop.
+const int kReady = 33;
+const int kStart = 34;
 } // namespace tag

@@ -3,12 +3,14 @@
 #include "run/OndexApp.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <sys/time.h>
 
 #include "base/Output.h"
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
+#include "run/Scheduler.h"
 #include "run/ShotRoad.h"
 
 COndexApp m_job;
@@ -211,8 +213,9 @@ static int run_shots_alone(COndexApp& app)
     return 0;
 }
 
-// Node 0 joins the per-shot files of every kind. The result is that of the
-// last merge step that ran.
+// Node 0 joins the per-shot files of every kind. The first merge that fails
+// stands as the result, even when a later kind merges well: an operator must
+// not read success from a run whose gathers were not joined.
 static int merge_all(COndexApp& app)
 {
     CCalc3D* pCalc = app.m_pCalc3D;
@@ -224,16 +227,21 @@ static int merge_all(COndexApp& app)
     const bool bDelete = !app.m_bMergeTask;
     const int nFirst = app.m_nFirstPoint;
     const int nLast = app.m_nLastPoint;
+    // Neither the job nor the command line named shots: the range left over
+    // merges little or nothing, which would otherwise pass as success.
+    if (nFirst == 0 && nLast == 0)
+        u_Warning("Warning! No first or last shot is given in the job or on the command line: only shot 0 is "
+                  "merged.\n");
+    else if (nFirst > nLast)
+        u_Warning("Warning! The first shot %d lies above the last shot %d: no shot is merged.\n", nFirst, nLast);
     int nResult = 0;
     const char szComp[4] = {'X', 'Y', 'Z', 'C'};
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4 && nResult == 0; ++i)
     {
         CString strPerShot = pCalc->GetFileName(0, szComp[i], true, false, 0.0);
         CString strMerged = pCalc->GetFileName(0, szComp[i], false, true, 0.0);
         u_Print("Merging component '%c'...\n", szComp[i]);
         nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
-        if (nResult != 0)
-            break;
     }
     if (pCalc->m_nTimeField != 0 && pCalc->m_bTimeMerge)
     {
@@ -245,7 +253,9 @@ static int merge_all(COndexApp& app)
             CString strPerShot = pCalc->GetFileName(2, ' ', true, false, (double)i);
             CString strMerged = pCalc->GetFileName(2, ' ', false, true, (double)i);
             u_Print("Merging Time Field...%s\n", kKind[i]);
-            nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+            const int r = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+            if (nResult == 0)
+                nResult = r;
         }
     }
     if (pCalc->m_nSnapEvery > 0)
@@ -253,9 +263,39 @@ static int merge_all(COndexApp& app)
         CString strPerShot = pCalc->GetFileName(1, ' ', true, false, 0.0);
         CString strMerged = pCalc->GetFileName(1, ' ', false, true, 0.0);
         u_Print("Merging Snapshots...\n");
-        nResult = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+        const int r = app.MergeResults(strMerged, strPerShot, nFirst, nLast, bDelete);
+        if (nResult == 0)
+            nResult = r;
     }
     return nResult;
+}
+
+// Settings that the run follows to the letter but that do not do what their
+// author most likely meant: each gets one warning, the run goes on.
+static void warn_job_surprises(COndexApp& app)
+{
+    if (app.m_Type == 100 || app.m_bMergeTask || !app.m_pCalc3D)
+        return;
+    // Recovery.dat moves the start only inside a known range of shots.
+    if (app.m_bRecovery && app.m_nLastPoint <= 0)
+    {
+        FILE* f = fopen("Recovery.dat", "rt");
+        if (f)
+        {
+            char szLine[49];
+            if (fgets(szLine, sizeof(szLine), f) && atoi(szLine) > app.m_nStartPoint)
+                u_Warning("Warning! Recovery.dat is not used: no last shot is given in the job or on the command "
+                          "line, so the run starts from the first shot.\n");
+            fclose(f);
+        }
+    }
+    // A trace takes at most one sample per time step: finer samples would
+    // be recorded a time step apart and written closer, compressing the trace.
+    const double dSurveyDt = app.m_dt;
+    const double dMeshDt = app.m_pCalc3D->m_dt;
+    if (dSurveyDt > 0.0 && dMeshDt > 0.0 && dSurveyDt < dMeshDt)
+        u_Warning("Warning! The survey sample interval %g s is finer than the mesh time step %g s: the traces "
+                  "are compressed in time.\n", dSurveyDt, dMeshDt);
 }
 
 int ondex_run(int nFirst, int nLast)
@@ -272,19 +312,26 @@ int ondex_run(int nFirst, int nLast)
     app.m_nStartPoint = nFirst;
     app.m_nLastPoint = nLast;
 
-    if (app.ReadTask("runtask.ini") != 0)
-        return -1;
-    if (app.m_bDebug)
+    // A node whose job or survey fails still takes part in the start of a
+    // cluster run, so that no other node waits for it.
+    int nPrepared = app.ReadTask("runtask.ini") != 0 ? -1 : 0;
+    if (nPrepared == 0 && app.m_bDebug)
         PrintSystemDetails();
+    if (nPrepared == 0)
+        warn_job_surprises(app);
 
     const double tStart = wall_seconds();
+    const bool bShots = nPrepared == 0 && !app.m_bMergeTask && app.m_Type != 100;
+    if (bShots && app.LoadSurveyGeometry() != 0)
+        nPrepared = -1;
+    if (MPI_AgreeToStart(nPrepared) != 0)
+        return -1;
+
     int nResult = 0;
     if (!app.m_bMergeTask)
     {
         if (app.m_Type == 100)
             return app.Run1DShot();
-        if (app.LoadSurveyGeometry() != 0)
-            return -1;
         if (g_nSize > 1)
         {
             const int r = (g_nNode == 0) ? app.MPI_RunMaster() : app.MPI_RunSlave();

@@ -2,6 +2,7 @@
 // modelling: it sizes the groups from a memory probe and hands out shot
 // numbers one at a time as groups become free, so a slow shot does not hold
 // up the others. Only small integers travel; data never pass the master.
+#include <ctime>
 #include <vector>
 
 #include "base/Output.h"
@@ -14,9 +15,36 @@
 namespace
 {
 
+// Where this process stands in a cluster run; an exception reaching main
+// needs it to tell the others the right thing.
+enum EPhase
+{
+    kPreparing,      // reading the job and the survey
+    kStarted,        // all nodes ready; nothing handed out that needs an answer
+    kMasterQueue,    // master: workers have their group slot and wait for shots
+    kWorkerQueue,    // worker: in the shot loop, the master waits for its report
+    kFinished        // the queue is over for this process
+};
+EPhase g_phase = kPreparing;
+bool g_bInGroup = false;   // worker: member of a group of several nodes
+
 void send_int(int nValue, int nDest, int nTag)
 {
     MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT);
+}
+
+// A few milliseconds cost nothing against a shot and keep the core free.
+void nap()
+{
+    struct timespec ts = {0, 2000000};
+    nanosleep(&ts, nullptr);
+}
+
+int recv_int(int nSource, int nTag, MPI_Status* pStatus = nullptr)
+{
+    int nValue = 0;
+    MPI_RecvPolite(&nValue, 1, nSource, nTag, MPI_COMM_MT, pStatus);
+    return nValue;
 }
 
 // {-1, -1}: stop at once, before touching the engine.
@@ -27,6 +55,7 @@ void stop_workers(int nWorkers)
         int msg[2] = {-1, -1};
         MPI_Send(msg, 2, MPI_INT, r, tag::kGroup, MPI_COMM_MT);
     }
+    g_phase = kFinished;
 }
 
 // A memory figure in MB as the partition report shows it.
@@ -38,6 +67,97 @@ void print_memory(const char* pszLong, const char* pszShort, double x)
         u_Print(pszLong, (int)(x / 10 + 1) * 10);
 }
 } // namespace
+
+void MPI_RecvPolite(int* pValue, int nCount, int nSource, int nTag, MPI_Comm comm, MPI_Status* pStatus)
+{
+    MPI_Status st;
+    for (;;)
+    {
+        int nFlag = 0;
+        MPI_Iprobe(nSource, nTag, comm, &nFlag, &st);
+        if (nFlag)
+            break;
+        nap();
+    }
+    // The message probed, not any later one from another source.
+    MPI_Recv(pValue, nCount, MPI_INT, st.MPI_SOURCE, nTag, comm, pStatus ? pStatus : MPI_STATUS_IGNORE);
+}
+
+void MPI_BarrierPolite(MPI_Comm comm)
+{
+    MPI_Request req;
+    MPI_Ibarrier(comm, &req);
+    for (int nDone = 0;;)
+    {
+        MPI_Test(&req, &nDone, MPI_STATUS_IGNORE);
+        if (nDone)
+            return;
+        nap();
+    }
+}
+
+int MPI_AgreeToStart(int nStatus)
+{
+    if (g_nSize <= 1 || g_phase != kPreparing)
+        return nStatus != 0 ? -1 : 0;
+    g_phase = kStarted;
+    if (g_nNode != 0)
+    {
+        send_int(nStatus, 0, tag::kReady);
+        // -1: go on; otherwise the first node that failed.
+        const int nFailed = recv_int(0, tag::kStart);
+        if (nFailed < 0)
+            return nStatus != 0 ? -1 : 0;
+        g_phase = kFinished;
+        if (nStatus == 0)
+            u_Print("Node %d failed before the shots were handed out. This node stops.\n", nFailed);
+        return -1;
+    }
+    std::vector<int> vFailed;
+    if (nStatus != 0)
+        vFailed.push_back(0);
+    for (int r = 1; r < g_nSize; ++r)
+        if (recv_int(r, tag::kReady) != 0)
+            vFailed.push_back(r);
+    const int nFirst = vFailed.empty() ? -1 : vFailed[0];
+    for (int r = 1; r < g_nSize; ++r)
+        send_int(nFirst, r, tag::kStart);
+    if (vFailed.empty())
+        return 0;
+    g_phase = kFinished;
+    for (int n : vFailed)
+        u_Error("Error! Node %d failed before the shots were handed out. Simulation stopped.\n", n);
+    return -1;
+}
+
+void MPI_LeaveAfterException(int nResult)
+{
+    if (g_nSize <= 1)
+        return;
+    switch (g_phase)
+    {
+    case kPreparing:
+        MPI_AgreeToStart(nResult);
+        return;
+    case kStarted:
+        if (g_nNode == 0)
+        {
+            stop_workers(g_nSize - 1);   // they wait for their group slot
+            return;
+        }
+        break;
+    case kWorkerQueue:
+        // The master waits for this node's report: the failure of a shot.
+        send_int(g_bInGroup ? -1000 : -1, 0, tag::kReport);
+        g_phase = kFinished;
+        return;
+    case kMasterQueue: break;
+    case kFinished: return;
+    }
+    // No message fits what the others wait for now: end the run.
+    u_Error("Error! Node %d cannot go on after an exception. The run is aborted.\n", g_nNode);
+    MPI_Abort(MPI_COMM_WORLD, nResult);
+}
 
 int ChooseGroupSize(double dNeededMB, double dAvailableMB, int nJobGroupSize)
 {
@@ -120,6 +240,8 @@ int COndexApp::MPI_RunMaster()
     m_nGroupSize = g;
     int G = g > 0 ? W / g : 0;
 
+    // From the first group slot sent on, a stop message no longer fits.
+    g_phase = kMasterQueue;
     std::vector<int> vLeaders;
     if (g <= 1)
     {
@@ -197,12 +319,12 @@ int COndexApp::MPI_RunMaster()
     int nDone = 0;
     while (nAtWork > 0)
     {
-        int nReport = 0;
         MPI_Status st;
-        MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, tag::kReport, MPI_COMM_MT, &st);
+        int nReport = recv_int(MPI_ANY_SOURCE, tag::kReport, &st);
         const int nSource = st.MPI_SOURCE;
         if (nReport < 0)
         {
+            g_phase = kFinished;
             u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
             if (nReport == -1000)
                 return -1000;
@@ -211,7 +333,7 @@ int COndexApp::MPI_RunMaster()
             --nAtWork;
             for (; nAtWork > 0; --nAtWork)
             {
-                MPI_Recv(&nReport, 1, MPI_INT, MPI_ANY_SOURCE, tag::kReport, MPI_COMM_MT, &st);
+                nReport = recv_int(MPI_ANY_SOURCE, tag::kReport, &st);
                 if (nReport < 0)
                     u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
                 else
@@ -234,6 +356,7 @@ int COndexApp::MPI_RunMaster()
             --nAtWork;
         }
     }
+    g_phase = kFinished;
     return 0;
 }
 
@@ -241,14 +364,19 @@ int COndexApp::MPI_RunSlave()
 {
     u_Print("I'm a Worker Node.\n");
     int msg[2] = {0, 0};
-    MPI_Recv(msg, 2, MPI_INT, 0, tag::kGroup, MPI_COMM_MT, MPI_STATUS_IGNORE);
+    MPI_RecvPolite(msg, 2, 0, tag::kGroup, MPI_COMM_MT, nullptr);
     if (msg[0] < 0 || msg[1] < 0)
+    {
+        g_phase = kFinished;
         return -1;
+    }
     m_nGroupSize = msg[0];
     m_nGroupRank = msg[1];
     const int nSize = m_nGroupSize;
     const int nRank = m_nGroupRank;
     const bool bTalksToMaster = nSize <= 1 || nRank == 0;
+    g_bInGroup = nSize > 1;
+    g_phase = kWorkerQueue;
     if (nSize > 1)
     {
         if (nRank == 0)
@@ -263,17 +391,20 @@ int COndexApp::MPI_RunSlave()
         int nShot = -1;
         if (bTalksToMaster)
         {
-            MPI_Recv(&nShot, 1, MPI_INT, 0, tag::kShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+            nShot = recv_int(0, tag::kShot);
             // The members hear of the shot before anything else is done.
             for (int n = g_nNode + 1; nSize > 1 && n <= g_nNode + nSize - 1; ++n)
                 send_int(nShot, n, tag::kShot);
         }
         else
         {
-            MPI_Recv(&nShot, 1, MPI_INT, g_nNode - nRank, tag::kShot, MPI_COMM_MT, MPI_STATUS_IGNORE);
+            nShot = recv_int(g_nNode - nRank, tag::kShot);
         }
         if (nShot < 0)
+        {
+            g_phase = kFinished;
             return 0;   // no more work
+        }
         u_Print("Received to calculate shot #%d!\n", nShot);
 
         const int r = Run3DShot(*this, nShot);
@@ -283,6 +414,7 @@ int COndexApp::MPI_RunSlave()
                 send_int(nShot, 0, tag::kReport);
             continue;
         }
+        g_phase = kFinished;
         if (nSize <= 1)
         {
             send_int(-1, 0, tag::kReport);

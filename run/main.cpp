@@ -15,6 +15,7 @@
 #include "run/Layout.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
+#include "run/Scheduler.h"
 
 int main(int argc, char** argv)
 {
@@ -57,6 +58,8 @@ int main(int argc, char** argv)
     {
         printf("An exception has been raiesd!\n");
         nResult = 200;
+        // The other nodes may be waiting for this one.
+        MPI_LeaveAfterException(nResult);
     }
 
     if (nWorldRank == 0)
@@ -77,7 +80,8 @@ int main(int argc, char** argv)
         ReleasePassiveProcesses();
     }
 
-    MPI_Barrier(MPI_COMM_WORLD);
+    // Nodes done early wait here while node 0 merges.
+    MPI_BarrierPolite(MPI_COMM_WORLD);
     MPI_Finalize();
     if (nWorldRank == 0)
         printf("The program has finised with result %d.\n", nResult);

@@ -112,30 +112,38 @@ TEST_F(SigTest, TextsOfTheSignals)
 }
 
 // The installed handler logs the signal in words and then lets the process
-// die by it.
+// die by it; a signal ignored before (as under nohup) stays ignored.
 TEST_F(SigTest, InstalledHandlerLogsAndEnds)
 {
     GTEST_FLAG_SET(death_test_style, "fast");   // the child must share this directory
     struct Case
     {
         int sig;
+        bool bIgnoredBefore;
         const char* text;
     } cases[] = {
-        {SIGTERM, "Signal 15(0)!\nError: Software termination signal from kill.\n"},
-        {SIGSEGV, "Signal 11(0)!\nError: Segment violation.\n"},
-        {SIGINT, "Signal 2(0)!\nError: Interrupt!\n"},
+        {SIGTERM, false, "Signal 15(0)!\nError: Software termination signal from kill.\n"},
+        {SIGSEGV, false, "Signal 11(0)!\nError: Segment violation.\n"},
+        {SIGINT, false, "Signal 2(0)!\nError: Interrupt!\n"},
+        {SIGHUP, true, ""},
+        {SIGTERM, true, ""},
     };
     for (const Case& c : cases)
     {
-        SCOPED_TRACE(c.sig);
+        SCOPED_TRACE(std::to_string(c.sig) + (c.bIgnoredBefore ? " ignored before" : ""));
         remove("Ondex-0.log");
-        EXPECT_EXIT(
-            {
-                sig_install();
-                raise(c.sig);
-                _exit(0);
-            },
-            ::testing::KilledBySignal(c.sig), "");
+        auto child = [&c]()
+        {
+            if (c.bIgnoredBefore)
+                signal(c.sig, SIG_IGN);
+            sig_install();
+            raise(c.sig);
+            _exit(0);
+        };
+        if (c.bIgnoredBefore)
+            EXPECT_EXIT(child(), ::testing::ExitedWithCode(0), "");
+        else
+            EXPECT_EXIT(child(), ::testing::KilledBySignal(c.sig), "");
         EXPECT_EQ(log(), c.text);
     }
 }

@@ -126,6 +126,29 @@ TEST_F(Entry, ShotsBeyondTheFilesAreSkipped)
     EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
 }
 
+// A merge task without a usable shot range still succeeds, with a warning.
+TEST_F(Entry, MergeTaskWithoutAShotRangeWarns)
+{
+    WriteFile("runtask.ini", kMergeJob);
+    const struct
+    {
+        const char* args;
+        const char* warning;
+        int count;
+    } cases[] = {
+        {"", "Warning! No first or last shot is given in the job or on the command line: only shot 0 is merged.\n", 1},
+        {" x 3 1", "Warning! The first shot 3 lies above the last shot 1: no shot is merged.\n", 1},
+        {" x 1 1", "Warning!", 0},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.args);
+        ClearLog();
+        EXPECT_EQ(Run(kProgram + c.args), 0) << m_out;
+        EXPECT_EQ(LogCount(c.warning), c.count) << Log();
+    }
+}
+
 TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
 {
     if (system("command -v mpiexec > /dev/null 2>&1") != 0)
@@ -148,10 +171,11 @@ TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
     EXPECT_NE(m_out.find("The program has finised with result 0.\n"), std::string::npos);
 }
 // A merge that cannot write its output: the component loop stops at the
-// first failure, no success line, the elapsed time all the same.
+// first failure, no success line, the elapsed time all the same; a time field
+// merge that succeeds afterwards does not turn the run into a success.
 TEST_F(Entry, MergeFailureStopsTheComponentsAndPrintsNoSuccess)
 {
-    WriteFile("runtask.ini", kMergeJob);
+    WriteFile("runtask.ini", std::string(kMergeJob) + "[Time]\nType = 1\nMerge = 1\n");
     WriteShotFiles(1, 1, 1);
     // A directory where the merged file of component X would go.
     COndexApp app;
@@ -165,6 +189,7 @@ TEST_F(Entry, MergeFailureStopsTheComponentsAndPrintsNoSuccess)
     EXPECT_TRUE(LogHas("Merging component 'X'...\n"));
     EXPECT_TRUE(LogHas("The results has not been merged!\n"));
     EXPECT_FALSE(LogHas("Merging component 'Y'...\n"));
+    EXPECT_TRUE(LogHas("Merging Time Field...max energy\n"));
     EXPECT_FALSE(LogHas("Simulation finished successfully."));
     EXPECT_TRUE(LogHas("Elapsed Time: "));
 }

@@ -2,6 +2,7 @@
 // model: skipped shots, a recovery start, and the merge over the job's range.
 #include <sys/wait.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -34,12 +35,13 @@ protected:
         ASSERT_TRUE(model_test::WriteCube("vp.sgy", 9, 9, 9, 10.0, 0, 0, 0, vp));
         WriteFile("survey.txt", kSurvey);
     }
-    void WriteJob(const std::string& modelingExtra)
+    void WriteJob(const std::string& modelingExtra, const std::string& surveyDt = "0.002",
+                  const char* pszFile = "runtask.ini")
     {
-        WriteFile("runtask.ini",
+        WriteFile(pszFile,
                   "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
                   "Model Name = vp.sgy\nSmooth Model = 0\n" + modelingExtra +
-                  "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.02\ndt = 0.002\n"
+                  "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.02\ndt = " + surveyDt + "\n"
                   "[Mesh]\ndx = 10\ndt = 0.001\n[Source]\nFrequency = 20\n");
     }
     int Run(const std::string& args)
@@ -72,6 +74,7 @@ TEST_F(ShotRoad, RecoveryStartsLaterButTheMergeCoversTheWholeRange)
     WriteFile("Recovery.dat", "3\n");
     ASSERT_EQ(Run("x 1 3"), 0) << m_out << Log();
     EXPECT_TRUE(LogHas("RECOVER: Continue from shot #3\n"));
+    EXPECT_FALSE(LogHas("Warning!")) << Log();
     // Shot 2 was never looked at, so it was not found outside the zone.
     EXPECT_FALSE(LogHas("Shot Point #2 skipped.\n"));
     EXPECT_TRUE(LogHas("Unable to open file 'vp+Gath3DAPUc-1.sgy'. Skipped.\n")) << Log();
@@ -165,5 +168,74 @@ TEST_F(ShotRoad, SurplusWorkerHasNothingToDo)
     EXPECT_EQ(log2.find("Received to calculate"), std::string::npos) << log2;
     EXPECT_NE(log2.find("Elapsed Time: "), std::string::npos) << log2;
     EXPECT_EQ(ReadFile("vp+Gath3DAPUc.sgy").size(), 3600 + kTraceBytes);
+}
+// Settings followed to the letter that would surprise their author: the
+// run goes on as told, with one warning.
+TEST_F(ShotRoad, SurprisingSettingsWarn)
+{
+    const struct
+    {
+        const char* extra;
+        const char* surveyDt;
+        const char* args;
+        const char* warning;
+    } cases[] = {
+        // No last shot anywhere: Recovery.dat cannot move the start.
+        {"Recovery = 1\n", "0.002", "", "Warning! Recovery.dat is not used"},
+        {"", "0.0005", "x 3 3", "Warning! The survey sample interval 0.0005 s is finer than the mesh time step 0.001 s"},
+    };
+    WriteFile("Recovery.dat", "3\n");
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.warning);
+        ClearLog();
+        WriteJob(c.extra, c.surveyDt);
+        EXPECT_EQ(Run(c.args), 0) << m_out << Log();
+        EXPECT_EQ(LogCount(c.warning), 1) << Log();
+    }
+}
+
+// A node that fails before the hand-out (here: no survey file in its working
+// directory) ends the whole job at once, master or worker: a non-zero status
+// well within mpiexec's time limit, the node's reason in its own log, and
+// node 0 naming it.
+TEST_F(ShotRoad, NodeFailingBeforeTheHandOutEndsTheJob)
+{
+    if (system("command -v mpiexec > /dev/null 2>&1 && command -v timeout > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mpiexec or timeout";
+    const std::string good = m_tmp->path(), bad = good + "/bad";
+    ASSERT_EQ(mkdir(bad.c_str(), 0755), 0);
+    WriteJob("[MPI]\nSkip Device Count Detection = 1\n");
+    WriteJob("[MPI]\nSkip Device Count Detection = 1\n", "0.002", "bad/runtask.ini");
+    auto vp = [](double, double, double) { return 2000.0f; };
+    ASSERT_TRUE(model_test::WriteCube(bad + "/vp.sgy", 9, 9, 9, 10.0, 0, 0, 0, vp));
+    const struct
+    {
+        int nProc, nBad;
+    } cases[] = {{2, 1}, {2, 0}, {3, 2}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(std::to_string(c.nBad) + " of " + std::to_string(c.nProc));
+        auto logName = [&](int r) { return (r == c.nBad ? bad : good) + "/Ondex-" + std::to_string(r) + ".log"; };
+        std::string cmd = "timeout 60 mpiexec";
+        for (int r = 0; r < c.nProc; ++r)
+        {
+            remove(logName(r).c_str());
+            cmd += std::string(r ? " :" : "") + " -n 1 -wdir " + (r == c.nBad ? bad : good) + " " + kProgram + " x 1 3";
+        }
+        const auto t0 = std::chrono::steady_clock::now();
+        const int st = system((cmd + " > out.txt 2>&1").c_str());
+        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 20.0);
+        ASSERT_TRUE(WIFEXITED(st));
+        EXPECT_NE(WEXITSTATUS(st), 0);
+        EXPECT_NE(WEXITSTATUS(st), 124) << "timed out: " << ReadFile("out.txt");
+        EXPECT_NE(ReadFile(logName(c.nBad).c_str()).find("Error! Unable to read the survey acquisition geometry"),
+                  std::string::npos);
+        const std::string log0 = ReadFile(logName(0).c_str());
+        EXPECT_NE(log0.find("Error! Node " + std::to_string(c.nBad) + " failed before the shots were handed out."),
+                  std::string::npos) << log0;
+        for (int r = 1; r < c.nProc; ++r)   // no shot was started anywhere
+            EXPECT_EQ(ReadFile(logName(r).c_str()).find("Received to calculate"), std::string::npos);
+    }
 }
 } // namespace
