@@ -13,7 +13,7 @@ TEST(Pending, ExactlyTheseOperationsAreMissing)
         "3D snapshots of a depth group (MergeDistributedCube)",
         "Depth decomposition (InitDecomposition)",
         "Survey points of a depth group (ValidateSurveyGeometryDistributed)",
-        "The GPU engine (CCalc3D_CUDA)",
+        "The anisotropic GPU kernels (CCalc3D_CUDA)",
         "The distributed time loop (CalculateDistributed)",
         "The general anisotropic scheme (PropagateAniWaveTau)",
         "The orthorhombic scheme (PropagateOrtWaveTau)",
