@@ -126,3 +126,36 @@ const char* CUDA_3D_GetVersion()
 {
     return "1.8.0 (2017-09-05)";
 }
+
+double CUDA_MeasureCopyGBs(size_t nBytes)
+{
+    void *pA = nullptr, *pB = nullptr;
+    if (cudaMalloc(&pA, nBytes) != cudaSuccess || cudaMalloc(&pB, nBytes) != cudaSuccess)
+    {
+        cudaFree(pA);
+        CheckError();
+        return 0.0;
+    }
+    cudaEvent_t t0, t1;
+    cudaEventCreate(&t0);
+    cudaEventCreate(&t1);
+    cudaMemcpy(pB, pA, nBytes, cudaMemcpyDeviceToDevice);   // warm up
+    float dBest = 0.0f;
+    for (int k = 0; k < 5; k++)
+    {
+        cudaEventRecord(t0);
+        cudaMemcpy(pB, pA, nBytes, cudaMemcpyDeviceToDevice);
+        cudaEventRecord(t1);
+        cudaEventSynchronize(t1);
+        float ms = 0.0f;
+        cudaEventElapsedTime(&ms, t0, t1);
+        if (ms > 0.0f && (dBest == 0.0f || ms < dBest))
+            dBest = ms;
+    }
+    cudaEventDestroy(t0);
+    cudaEventDestroy(t1);
+    cudaFree(pA);
+    cudaFree(pB);
+    CheckError();
+    return dBest > 0.0f ? 2.0 * (double)nBytes / (dBest * 1e-3) / 1e9 : 0.0;
+}

@@ -5,6 +5,7 @@
 // engine per process). Results are 0, a CUDA error code or one of the
 // module's own negative codes (CUDA_Error_Explain renders those as unknown).
 
+#include <cstddef>
 #include <cstdint>
 
 struct C3DShotPoint;
@@ -43,6 +44,10 @@ int CUDA_ErrorCodeByName(const char* pszName);
 // A version code such as 4020 as the number 4.2 (major, then the rest as
 // decimal digits).
 double CUDA_VersionNumber(int nMajor, int nRest);
+
+// Device-to-device copy speed of the current device in GB/s (bytes read
+// plus bytes written over time); 0 without a device.
+double CUDA_MeasureCopyGBs(size_t nBytes);
 
 // ---- Device data -------------------------------------------------------------
 int CUDA_3DFD_AllocateMemory(int nMethod, int nTaper, int nX, int nY, int nZ, int nZOffset, int nZAll, int nViscoL,

@@ -14,6 +14,7 @@ const char* CUDA_GetDeviceName(int) { return "No CUDA devices found!"; }
 int CUDA_SetDevice(int) { return 38; }
 int CUDA_IsCalcTestOK() { return 1; }
 const char* CUDA_3D_GetVersion() { return "1.8.0 (2017-09-05)"; }
+double CUDA_MeasureCopyGBs(size_t) { return 0.0; }
 
 int CUDA_3DFD_AllocateMemory(int, int, int, int, int, int, int, int, bool, bool) { return 38; }
 int CUDA_3DFD_AllocateMemorySeismogram(int, int, int) { return 38; }
