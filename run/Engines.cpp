@@ -1,12 +1,12 @@
 // The one place that knows which engine a job gets.
 
+#include "CUDA/Calc3D_CUDA.h"
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "run/OndexApp.h"
 
-// This build has only the CPU engine for the 3D methods (InitGPU leaves
-// m_bUseCUDA clear when there is no GPU engine), so the OpenMP engine is
-// made in every 3D case.
+// The 3D methods run on the GPU engine when InitGPU kept m_bUseCUDA (a
+// device was found and passed its test), else on the OpenMP engine.
 void COndexApp::MakeEngine()
 {
     if (m_Type == 100)
@@ -16,6 +16,9 @@ void COndexApp::MakeEngine()
         return;
     }
     delete m_pCalc3D;
-    m_pCalc3D = new CCalc3D_OMP(*this);
+    if (m_bUseCUDA)
+        m_pCalc3D = new CCalc3D_CUDA(*this);
+    else
+        m_pCalc3D = new CCalc3D_OMP(*this);
     m_pCalc3D->m_nHalo = (m_Type == 104) ? 3 : 2;
 }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "CUDA/ondex_cuda.h"
 #include "base/Output.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
@@ -109,9 +110,16 @@ void ScanLayoutKeys(const char* pszFile, int nProcessors, SLayoutScan& scan)
         }
         else if (starts_with(line, "Use CUDA"))
         {
-            // This build has no GPU engine (a GPU request runs on the CPU),
-            // so no device counts toward the processes of a machine.
-            (void)layout_value(pEq);
+            // Each device of the machine gets a process of its own.
+            if (layout_value(pEq) > 0)
+            {
+                scan.nGPUs = CUDA_GetDeviceCount();
+                if (scan.nGPUs > 0)
+                {
+                    printf("...%d GPUs per node\n", scan.nGPUs);
+                    fflush(stdout);
+                }
+            }
         }
     }
     fclose(f);

@@ -94,7 +94,10 @@ int GetCUDADeviceCount()
         return s_nCount;
     s_bProbed = true;
     s_nCount = 0;
+    // The unversioned name is a development link; drivers install the .1.
     s_hCuda = dlopen("libcuda.so", RTLD_LAZY);
+    if (!s_hCuda)
+        s_hCuda = dlopen("libcuda.so.1", RTLD_LAZY);
     if (!s_hCuda)
         return 0;
     dlerror();

@@ -9,7 +9,7 @@
 TEST(Pending, ExactlyTheseOperationsAreMissing)
 {
     const std::vector<std::string> want = {
-        "The GPU engine (CCalc3D_CUDA)",
+        "The anisotropic GPU kernels (CCalc3D_CUDA)",
         "The general anisotropic scheme (PropagateAniWaveTau)",
         "The orthorhombic scheme (PropagateOrtWaveTau)",
         "The stiffness of the anisotropic methods",
