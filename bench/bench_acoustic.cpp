@@ -13,9 +13,9 @@
 //
 // The last column puts the rate against the 56-byte limit alone, the target
 // for the sweeps whatever the boundary costs. Each grid is run with the two
-// half steps as separate sweeps ("split", as a depth group runs them) and
-// fused into one pass over the planes ("fused", the shared-memory loop),
-// which reads each plane about once and so may beat the 56-byte count.
+// half steps as separate sweeps ("split", what the engine runs) and fused
+// into one pass over the planes ("fused", CCalc3D_OMP::m_bFuseAco), which
+// reads each plane about once but has measured slower.
 //
 // Usage: bench_acoustic [n | nxXnyXnz ...]   (default 250 333x250x200). Each
 // figure is the best of three timed batches.
@@ -82,6 +82,7 @@ bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, bool bFused)
     const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, h = e.m_nHalo;
     const double cells = (double)(nx - 2 * h) * (ny - 2 * h) * (nz - 2 * h);
     auto Step = [&]() {
+        e.m_bFuseAco = bFused;
         if (bFused)
             e.PropagateAcoWave(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
         else

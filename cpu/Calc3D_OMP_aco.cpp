@@ -68,6 +68,8 @@ int CCalc3D_OMP::PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1
 
 int CCalc3D_OMP::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
+    if (!m_bFuseAco)
+        return CCalc3D::PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
     fd::Box b;
     fd::AcoStep su, st;
     int nResult = AcoSetup(*this, false, iz0, iy0, ix0, iz1, iy1, ix1, b, su);
