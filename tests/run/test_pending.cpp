@@ -15,9 +15,6 @@ TEST(Pending, ExactlyTheseOperationsAreMissing)
         "Survey points of a depth group (ValidateSurveyGeometryDistributed)",
         "The GPU engine (CCalc3D_CUDA)",
         "The distributed time loop (CalculateDistributed)",
-        "The general anisotropic scheme (PropagateAniWaveTau)",
-        "The orthorhombic scheme (PropagateOrtWaveTau)",
-        "The stiffness of the anisotropic methods",
         "Time fields of a depth group",
     };
     EXPECT_EQ(want, PendingOperations());
