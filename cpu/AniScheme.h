@@ -209,7 +209,7 @@ ONDEX_HD void AniCellTau(const AniStep& s, int x, int y, int z)
     if (e.bPML)
         for (int axis = fd::kAxisZ; axis >= fd::kAxisX; axis--)
             AvgAxisPml(s, axis, c.k[axis], a);
-    ort::Ort9 k = ort::LoadOrt(s.o.c, i, e.bSuppressSV, e.fS);
+    ort::Ort9 k = ort::LoadOrt(s.o.c, i, e.fS);
     ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     if (ela::IsViscoCell(e.visco, i))
         ort::OrtRelax(e.visco, i, d, k, R);

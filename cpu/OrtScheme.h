@@ -36,25 +36,24 @@ struct Relax6
     float xx, yy, zz, yz, xz, xy;
 };
 
-// Constants of a cell under the S-wave ramp: with SuppressSV the shear
-// constants scale by fS and the six normal ones blend toward C33, so that at
-// fS = 0 the cell is a fluid of modulus C33.
-ONDEX_HD Ort9 LoadOrt(const OrtCoefs& c, int64_t i, bool bSuppressSV, float fS)
+// Constants of a cell under the S-wave ramp fS: the shear constants scale
+// by fS and the six normal ones blend toward C33, so that at fS = 0 the cell
+// is a fluid of modulus C33. With SuppressSV off fS is exactly 1, and the
+// blend C*1 + 0*C33 leaves every finite constant's bits as they are: no
+// branch, so the row loops stay vectorised.
+ONDEX_HD Ort9 LoadOrt(const OrtCoefs& c, int64_t i, float fS)
 {
     Ort9 k = {c.c11[i], c.c12[i], c.c13[i], c.c22[i], c.c23[i], c.c33[i], c.c44[i], c.c55[i], c.c66[i]};
-    if (bSuppressSV)
-    {
-        const float t = (1.0f - fS) * k.c33;
-        k.c44 = k.c44 * fS;
-        k.c55 = k.c55 * fS;
-        k.c66 = k.c66 * fS;
-        k.c11 = k.c11 * fS + t;
-        k.c12 = k.c12 * fS + t;
-        k.c13 = k.c13 * fS + t;
-        k.c22 = k.c22 * fS + t;
-        k.c23 = k.c23 * fS + t;
-        k.c33 = k.c33 * fS + t;
-    }
+    const float t = (1.0f - fS) * k.c33;
+    k.c44 = k.c44 * fS;
+    k.c55 = k.c55 * fS;
+    k.c66 = k.c66 * fS;
+    k.c11 = k.c11 * fS + t;
+    k.c12 = k.c12 * fS + t;
+    k.c13 = k.c13 * fS + t;
+    k.c22 = k.c22 * fS + t;
+    k.c23 = k.c23 * fS + t;
+    k.c33 = k.c33 * fS + t;
     return k;
 }
 
@@ -186,7 +185,7 @@ ONDEX_HD void OrtCellTau(const OrtStep& s, int x, int y, int z)
     const bool bFull = ela::FullBelow(e.f, i, e.bSuppressSV);
     fd::CellSlabs c;
     const float t = PlainPml(e, x, y, z, d, c);
-    Ort9 k = LoadOrt(s.c, i, e.bSuppressSV, e.fS);
+    Ort9 k = LoadOrt(s.c, i, e.fS);
     Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     if (ela::IsViscoCell(e.visco, i))
         OrtRelax(e.visco, i, d, k, R);
