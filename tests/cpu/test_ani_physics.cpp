@@ -57,7 +57,7 @@ double Lag(const std::vector<float>& a, const std::vector<float>& b)
 
 double MeasureSpeed(const SpeedCase& c)
 {
-    const int nLong = 100, nShort = 34, W = 8;
+    const int nLong = 88, nShort = 28, W = 6;
     int n[3] = {nShort, nShort, nShort};
     n[c.nAxis] = nLong;
     const double dt = 0.0016;
@@ -69,7 +69,7 @@ double MeasureSpeed(const SpeedCase& c)
     CCalc3D_OMP& e = b.E();
     int src[3] = {n[0] / 2, n[1] / 2, n[2] / 2};
     src[c.nAxis] = e.m_nHalo + W + 4;
-    const int offs[3] = {24, 44, 64};
+    const int offs[3] = {20, 38, 56};
     float* const u[3] = {e.m_pUx, e.m_pUy, e.m_pUz};
     const float* rec = u[c.bShear ? 1 : c.nAxis];
     const size_t s = b.Index(src[0], src[1], src[2]);
