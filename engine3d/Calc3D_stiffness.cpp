@@ -135,7 +135,7 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
     // The first refused cell, by grid index, and its parameters.
     long long nBad = LLONG_MAX;
     Material bad = {};
-    bool bBadAngle = false;
+    bool bBadParam = false;
 
 #pragma omp parallel
     {
@@ -144,7 +144,7 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
         float A[21] = {};
         long long nMyBad = LLONG_MAX;
         Material myBad = {};
-        bool bMyAngle = false;
+        bool bMyParam = false;
 #pragma omp for schedule(static)
         for (int iz = 0; iz < nz; iz++)
         {
@@ -169,14 +169,16 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
                     pRho[n] = 0.0f;
                     continue;
                 }
-                const bool bAngles = AngleOk(m.alpha, bOrt) && AngleOk(m.phi, bOrt);
-                if (!bAngles)
+                // A NaN would also slip past the memory's comparison.
+                const bool bParams = AngleOk(m.alpha, bOrt) && AngleOk(m.phi, bOrt) && std::isfinite(m.vs) &&
+                                     std::isfinite(m.eps) && std::isfinite(m.delta) && std::isfinite(m.gamma);
+                if (!bParams)
                 {
                     if ((long long)n < nMyBad)
                     {
                         nMyBad = (long long)n;
                         myBad = m;
-                        bMyAngle = true;
+                        bMyParam = true;
                     }
                     continue;
                 }
@@ -217,7 +219,7 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
                 {
                     nMyBad = (long long)n;
                     myBad = m;
-                    bMyAngle = false;
+                    bMyParam = false;
                 }
                 for (int k = 0; k < 21; k++)
                     if (pC[k])
@@ -230,7 +232,7 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
         {
             nBad = nMyBad;
             bad = myBad;
-            bBadAngle = bMyAngle;
+            bBadParam = bMyParam;
         }
     }
 
@@ -248,7 +250,7 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
         return 0;
     const int x = (int)(nBad % nx), y = (int)((nBad / nx) % ny), z = (int)(nBad / (long long)nxy);
     u_Error("Error! %s at cell (x,y,z)=(%d,%d,%d): vp=%g, vs=%g, den=%g, eps=%g, del=%g, gam=%g, alp=%g, phi=%g.\n",
-            bBadAngle ? "Anisotropy angle out of range" : "Anisotropic stiffness is not a stable medium", x, y,
+            bBadParam ? "Anisotropy parameter out of range" : "Anisotropic stiffness is not a stable medium", x, y,
             z + e.m_nZ0, bad.vp, bad.vs, bad.rho, bad.eps, bad.delta, bad.gamma, bad.alpha, bad.phi);
     return -108;
 }

@@ -56,6 +56,7 @@ TEST(AniStiffness, SnappingCachingAndRefusals)
         {"delta far above epsilon", 104, 0.0f, 2.0f, 0.0f, 20.0f, 0.0f, -108, nan},
         {"tilt not a number", 104, 0.1f, 0.1f, 0.1f, nan, 0.0f, -108, nan},
         {"tilt beyond a turn", 104, 0.1f, 0.1f, 0.1f, 400.0f, 0.0f, -108, nan},
+        {"delta not a number", 103, 0.1f, nan, 0.1f, 0.0f, 0.0f, -108, nan},
     };
     for (const FillCase& c : cases)
     {
