@@ -18,8 +18,10 @@ namespace
 int ElaSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1, fd::Box& b,
              ela::ElaStep& s)
 {
+    // The velocity step reads only B: the anisotropic methods, whose model
+    // has no C and M grids, share it.
     if (!e.m_pUx || !e.m_pUy || !e.m_pUz || !e.m_pTxx || !e.m_pTyy || !e.m_pTzz || !e.m_pTxy || !e.m_pTxz ||
-        !e.m_pTyz || !e.m_pVp || !e.m_pVs || !e.m_pRho)
+        !e.m_pTyz || !e.m_pRho || (bTau && (!e.m_pVp || !e.m_pVs)))
     {
         u_Error("Error! The elastic scheme has no wave field or model grids.\n");
         return -200;

@@ -2,16 +2,14 @@
 // model, surfaces, attenuation, PML, sponge, and finally velocities and
 // density turned in place into the coefficients the schemes multiply by.
 
-#include "base/Pending.h"
 #include "engine3d/Calc3D.h"
 
 #include <cmath>
 
 #include "base/Output.h"
+#include "engine3d/Calc3D_stiffness.h"
 #include "engine3d/common.h"
 #include "run/OndexApp.h"
-
-ONDEX_PENDING("The stiffness of the anisotropic methods");
 
 int CCalc3D::InitModel()
 {
@@ -22,13 +20,6 @@ int CCalc3D::InitModel()
         u_Error("Error! Memory allocation error. Model cubes were not initialized.\n");
         return -2;
     }
-    // The stiffness fill of the anisotropic methods is not written yet:
-    // refuse before any work rather than run a wrong model.
-    if (nType >= 103)
-    {
-        return u_NotBuilt("The stiffness of the anisotropic methods");
-    }
-
     // 2. Loads; m_pRho is scratch until its own turn.
     int nResult = LoadModelComponent(0, job.m_strModelPW, nullptr, m_pVp, m_pRho);
     if (nResult != 0)
@@ -138,12 +129,19 @@ int CCalc3D::InitModel()
     const float c1 = (float)(r / KOEF_VELOCITY);
     const float c2 = (float)(r * KOEF_VELOCITY);
 
-    // 9. Coefficients, in place.
-    float* const pVp = m_pVp;
+    // 9. Coefficients, in place; the anisotropic methods turn velocities
+    // and Thomsen parameters into stiffness grids.
+    if (nType >= 103)
+    {
+        nResult = FillStiffness(*this, c1, c2);
+        if (nResult != 0)
+            return nResult;
+    }
+    float* const pVp = nType >= 103 ? nullptr : m_pVp;
     float* const pRho = m_pRho;
     float* const pVs = m_pVs;
 #pragma omp parallel for schedule(static)
-    for (int iz = 0; iz < nz; iz++)
+    for (int iz = 0; iz < (pVp ? nz : 0); iz++)
     {
         for (size_t n = (size_t)iz * nxy; n < (size_t)(iz + 1) * nxy; n++)
         {

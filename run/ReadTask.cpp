@@ -228,9 +228,23 @@ int COndexApp::ReadTask(const char* pszFile)
             if (get_parameter_string(lines, kModeling, kAnisKeys[i], buf, 255) != 0)
                 continue;
             if (buf[0] != '\0' && access(buf, F_OK) == 0)
+            {
                 m_strAnisFile[i] = buf;
-            else
-                m_fAnisConst[i] = (float)atof(buf);
+                continue;
+            }
+            // Neither a file nor a number (a misspelt or missing file name)
+            // would silently become 0: refuse it.
+            char* pEnd = buf;
+            strtod(buf, &pEnd);
+            while (*pEnd == ' ' || *pEnd == '\t')
+                ++pEnd;
+            if (buf[0] != '\0' && (pEnd == buf || *pEnd != '\0'))
+            {
+                u_Error("Error! %s = '%s' is neither an existing file nor a number.\n", kAnisKeys[i], buf);
+                stop_line();
+                return 1;
+            }
+            m_fAnisConst[i] = (float)atof(buf);
         }
     }
 

@@ -289,9 +289,15 @@ TEST(ElaBadInput, RefusesMissingGridsWithoutWriting)
         const std::vector<float> ux0(e.m_pUx, e.m_pUx + g.Cells());
         float* pKeep[] = {e.m_pVs, e.m_pRho, e.m_pTxz, e.m_pPmlAYPHi, e.m_pPsiUzXLo};
         b.spoil(e);
-        EXPECT_EQ(-200, e.PropagateElaWaveU(2, 2, 2, 13, 13, 13));
+        // The velocity step reads no shear modulus (the anisotropic methods
+        // have none).
+        const bool bVel = e.m_pVs != nullptr;
+        EXPECT_EQ(bVel ? -200 : 0, e.PropagateElaWaveU(2, 2, 2, 13, 13, 13));
         EXPECT_EQ(-200, e.PropagateElaWaveTau(2, 2, 2, 13, 13, 13));
-        EXPECT_EQ(0, memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)));
+        if (bVel)
+        {
+            EXPECT_EQ(0, memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)));
+        }
         // Hand the grids back, so the engine frees what it allocated.
         e.m_pVs = pKeep[0];
         e.m_pRho = pKeep[1];

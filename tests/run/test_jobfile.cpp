@@ -280,6 +280,11 @@ TEST_F(ReadTask, RefusalsInTheirWords)
         // its keys are left over.
         {Job("3D Acoustic", "UseShotId = 1\n", "[Survey]\nShotsDefinedByCoordinates = 1\n"), 0,
          {"Warning! Redundant variable: [Survey], ShotsDefinedByCoordinates = 1\n"}},
+        // An anisotropy value that is neither a file nor a number (a
+        // missing file) is refused, a number with blanks after it is not.
+        {Job("3D Elastic Anisotropic", "FileAnisEpsilon = eps.sgy\n"), 1,
+         {"Error! FileAnisEpsilon = 'eps.sgy' is neither an existing file nor a number.\n"}},
+        {Job("3D Elastic Anisotropic", "FileAnisDelta = -0.1  \n"), 0, {}},
         {ok, 0,
          {"Parameter '[modeling]\\Debug' isn't found in the 'runtask.ini' file.\n",
           "Section '[GPU]\\Use CUDA' isn't found in the 'runtask.ini' file.\n"}},

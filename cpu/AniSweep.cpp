@@ -1,0 +1,271 @@
+// The anisotropic stress steps over a box, on the CPU.
+//
+// The per-cell maths lives in OrtScheme.h and AniScheme.h. As in the
+// elastic sweeps, each row (fixed z and y) is cut into runs of one region
+// kind: which z and y slab sides the row crosses, whether the run lies in
+// the low x slab, the high x slab or neither, whether the sponge reaches it,
+// and whether the row has cells directly below an empty cell. Every run is
+// a straight loop over the functions the per-cell kernel calls, in the same
+// order, so each cell gets the bits of OrtCellTau / AniCellTau (a PML or
+// sponge factor the cell does not have would change nothing either). Rows
+// where both sides of one axis reach the same cell, and rows with
+// relaxation mechanisms, take the per-cell path.
+//
+// This file knows nothing of the engine object.
+
+#include "cpu/AniSweep.h"
+#include "cpu/SweepRuns.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace
+{
+
+enum
+{
+    R_Z = 1,   // the row crosses a z slab
+    R_Y = 2,   // the row crosses a y slab
+    X_NONE = 0,
+    X_LO = 1,
+    X_HI = 2
+};
+
+// One slab side as a row meets it: the memory arrays of the three plain
+// derivatives and of the nine averages of its axis, the profile pairs of
+// the two stencils, and the slab index off + x (off - x on the high x side).
+struct RowSide
+{
+    float* psi[3];
+    float* psiA[9];
+    const float* a[2];   // [stencil]
+    const float* b[2];
+    int64_t off;
+};
+
+struct AniRow
+{
+    const ani::AniStep* s;
+    int64_t base;   // index of column 0 of the row
+    RowSide z, y, x;
+    int mRow;       // face distance of the row without x (sponge)
+};
+
+RowSide Side(const ani::AniStep& s, int axis, int side, int64_t off)
+{
+    const ela::ElaStep& e = s.o.e;
+    RowSide r;
+    for (int j = 0; j < 3; j++)
+        r.psi[j] = e.psi[axis][j][side];
+    for (int j = 0; j < 9; j++)
+        r.psiA[j] = s.psiAvg[axis][j][side];
+    for (int st = 0; st < 2; st++)
+    {
+        r.a[st] = e.prof.a[axis][st][side];
+        r.b[st] = e.prof.b[axis][st][side];
+    }
+    r.off = off;
+    return r;
+}
+
+// The PML of one axis at slab index k: the strain (D+) and the two shear
+// halves (D-), then the nine averages (three D+, six D-).
+template <bool bAni>
+ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& d2, float (&v)[9])
+{
+    const float aP = r.a[fd::kPlus][k], bP = r.b[fd::kPlus][k], aM = r.a[fd::kMinus][k], bM = r.b[fd::kMinus][k];
+    d0 = fd::Cpml(d0, r.psi[0][k], aP, bP);
+    d1 = fd::Cpml(d1, r.psi[1][k], aM, bM);
+    d2 = fd::Cpml(d2, r.psi[2][k], aM, bM);
+    if (bAni)
+#pragma GCC unroll 9
+        for (int j = 0; j < 9; j++)
+            v[j] = fd::Cpml(v[j], r.psiA[j][k], j < 3 ? aP : aM, j < 3 ? bP : bM);
+}
+
+// Columns xa..xb of one region kind: ZY the row's slabs, XK the x slab,
+// bSurf the per-cell surface select, bSponge the sponge factor per cell.
+template <bool bAni, int ZY, int XK, bool bSurf, bool bSponge>
+ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
+{
+    const ani::AniStep& s = *r.s;
+    const ela::ElaFields f = s.o.e.f;
+    const ort::OrtCoefs c = s.o.c;
+    const ani::AniCoefs c2 = s.c;
+    const float fS = s.o.e.fS;
+    const float* const taper = s.o.e.taper;
+    const int nTaper = s.o.e.nTaper, nx = s.o.e.g.nx, mRow = r.mRow;
+    const int64_t base = r.base;
+    const RowSide rz = r.z, ry = r.y, rx = r.x;
+    const ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::StrainDerivs d;
+        ela::ElaStrainDerivs(f, i, d);
+        ani::AvgDerivs a;
+        if (bAni)
+            ani::AniAvgDerivs(f, i, a);
+        if (ZY & R_Z)
+            SidePml<bAni>(rz, rz.off + x, d.ez, d.b1, d.c1, a.v[fd::kAxisZ]);
+        if (ZY & R_Y)
+            SidePml<bAni>(ry, ry.off + x, d.ey, d.a1, d.c2, a.v[fd::kAxisY]);
+        if (XK != X_NONE)
+            SidePml<bAni>(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2, a.v[fd::kAxisX]);
+        const float t = bSponge ? fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
+        const bool bFull = bSurf ? f.b[i - f.sz] > 0.0f : true;
+        const ort::Ort9 k = ort::LoadOrt(c, i, fS);
+        if (bAni)
+            ort::StoreTau(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, bFull), t);
+        else
+            ort::StoreTau(f, i, ort::OrtStress(f, i, d, k, R, bFull), t);
+    }
+}
+
+using RunFn = void (*)(const AniRow&, int, int);
+
+// Tables by case number: ZY + 4*XK + 12*bSurf + 24*bSponge (no slab
+// occurs with the sponge, so half the table is never used).
+template <bool bAni, int M>
+void RunCase(const AniRow& r, int a, int b)
+{
+    TauRun<bAni, M % 4, (M / 4) % 3, (M / 12) % 2 != 0, M / 24 != 0>(r, a, b);
+}
+
+template <bool bAni, int... Ms>
+constexpr std::array<RunFn, sizeof...(Ms)> Table(std::integer_sequence<int, Ms...>)
+{
+    return {{&RunCase<bAni, Ms>...}};
+}
+
+const std::array<RunFn, 48> kRuns[2] = {Table<false>(std::make_integer_sequence<int, 48>()),
+                                        Table<true>(std::make_integer_sequence<int, 48>())};
+
+// Whether any cell of columns x0..x1 of the row at base lies directly below
+// an empty cell.
+bool RowUnderSurface(const ela::ElaFields& f, int64_t base, int x0, int x1)
+{
+    const float* const above = f.b + base - f.sz;
+    int nEmpty = 0;
+#pragma omp simd reduction(+ : nEmpty)
+    for (int x = x0; x <= x1; x++)
+        nEmpty += above[x] > 0.0f ? 0 : 1;
+    return nEmpty > 0;
+}
+
+template <bool bAni>
+void CellRow(const ani::AniStep& s, int y, int z, int x0, int x1)
+{
+    for (int x = x0; x <= x1; x++)
+        if (bAni)
+            ani::AniCellTau(s, x, y, z);
+        else
+            ort::OrtCellTau(s.o, x, y, z);
+}
+
+template <bool bAni>
+void Row(const ani::AniStep& s, int y, int z, int x0, int x1)
+{
+    const ela::ElaStep& e = s.o.e;
+    const fd::SlabGeom& g = e.g;
+    if (e.visco.L > 0)
+    {
+        CellRow<bAni>(s, y, z, x0, x1);
+        return;
+    }
+    AniRow r;
+    r.s = &s;
+    r.base = ela::ElaIndex(e.f, 0, y, z);
+    const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
+    const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
+    if (!e.bPML)
+    {
+        const int zg = z + g.nZ0;
+        r.mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        const int nCase = bSurf ? 12 : 0;
+        auto run = [&](int xa, int xb) {
+            const bool bIn = fd::InSponge(std::min(r.mRow, std::min(xa, g.nx - 1 - xa)), e.nTaper);
+            runs[nCase + (bIn ? 24 : 0)](r, xa, xb);
+        };
+        if (fd::InSponge(r.mRow, e.nTaper))
+            run(x0, x1);
+        else
+            fd::ForRuns(x0, x1, e.nTaper, g.nx - e.nTaper, run);
+        return;
+    }
+    r.mRow = 0;
+    const fd::SlabRow zlo = fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z), zhi = fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z);
+    const fd::SlabRow ylo = fd::RowSlab(g, fd::kAxisY, fd::kLo, y, z), yhi = fd::RowSlab(g, fd::kAxisY, fd::kHi, y, z);
+    const int xLoEnd = g.W + g.h, xHiStart = g.nx - g.W - g.h;
+    if ((zlo.in && zhi.in) || (ylo.in && yhi.in) || xLoEnd > xHiStart)
+    {
+        CellRow<bAni>(s, y, z, x0, x1);
+        return;
+    }
+    int nCase = bSurf ? 12 : 0;
+    if (zlo.in || zhi.in)
+    {
+        r.z = zlo.in ? Side(s, fd::kAxisZ, fd::kLo, zlo.off) : Side(s, fd::kAxisZ, fd::kHi, zhi.off);
+        nCase += R_Z;
+    }
+    if (ylo.in || yhi.in)
+    {
+        r.y = ylo.in ? Side(s, fd::kAxisY, fd::kLo, ylo.off) : Side(s, fd::kAxisY, fd::kHi, yhi.off);
+        nCase += R_Y;
+    }
+    fd::ForRuns(x0, x1, xLoEnd, xHiStart, [&](int xa, int xb) {
+        int xk = X_NONE;
+        if (fd::InSlabX(g, fd::kLo, xa))
+        {
+            xk = X_LO;
+            r.x = Side(s, fd::kAxisX, fd::kLo, fd::RowSlab(g, fd::kAxisX, fd::kLo, y, z).off);
+        }
+        else if (fd::InSlabX(g, fd::kHi, xa))
+        {
+            xk = X_HI;
+            r.x = Side(s, fd::kAxisX, fd::kHi, fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z).off);
+        }
+        runs[nCase + 4 * xk](r, xa, xb);
+    });
+}
+
+// The rows of all planes shared among the threads; after each row the NaN
+// check on Txx in the middle column of the box.
+template <bool bAni>
+bool Sweep(const ani::AniStep& s, const fd::Box& b)
+{
+    const ela::ElaFields& f = s.o.e.f;
+    const int xm = b.x0 + (b.x1 - b.x0) / 2;
+    const bool bCheck = xm >= 0 && xm < s.o.e.g.nx;
+    const int nRowsY = std::max(0, b.y1 - b.y0 + 1);
+    const int64_t nRows = (int64_t)std::max(0, b.z1 - b.z0 + 1) * nRowsY;
+    unsigned char bOk = 1;   // only ever cleared
+#pragma omp parallel for schedule(static)
+    for (int64_t n = 0; n < nRows; n++)
+    {
+        const int z = b.z0 + (int)(n / nRowsY), y = b.y0 + (int)(n % nRowsY);
+        Row<bAni>(s, y, z, b.x0, b.x1);
+        if (bCheck && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)]))
+        {
+#pragma omp atomic write
+            bOk = 0;
+        }
+    }
+    return bOk != 0;
+}
+
+} // namespace
+
+bool ani::OrtSweepTau(const ort::OrtStep& s, const fd::Box& b)
+{
+    AniStep a = {};
+    a.o = s;
+    return Sweep<false>(a, b);
+}
+
+bool ani::AniSweepTau(const AniStep& s, const fd::Box& b)
+{
+    return Sweep<true>(s, b);
+}
