@@ -9,20 +9,7 @@
 TEST(Pending, ExactlyTheseOperationsAreMissing)
 {
     const std::vector<std::string> want = {
-<<<<<<< HEAD
         "The anisotropic GPU kernels (CCalc3D_CUDA)",
-        "The general anisotropic scheme (PropagateAniWaveTau)",
-        "The orthorhombic scheme (PropagateOrtWaveTau)",
-        "The stiffness of the anisotropic methods",
-=======
-        "2D snapshots of a depth group",
-        "3D snapshots of a depth group (MergeDistributedCube)",
-        "Depth decomposition (InitDecomposition)",
-        "Survey points of a depth group (ValidateSurveyGeometryDistributed)",
-        "The GPU engine (CCalc3D_CUDA)",
-        "The distributed time loop (CalculateDistributed)",
-        "Time fields of a depth group",
->>>>>>> wip-ani
     };
     EXPECT_EQ(want, PendingOperations());
     EXPECT_EQ(-200, u_NotBuilt("A test operation"));
