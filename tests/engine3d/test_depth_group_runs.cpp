@@ -29,7 +29,7 @@ const int kFilmColumns1 = 10, kFilmColumnsGroup = 7;
 struct SRow
 {
     const char* pszName;
-    int nType;           // 101 acoustic, 102 elastic; 103, 104 join here
+    int nType;           // 101 acoustic, 102 elastic, 103 orthorhombic, 104 tilted 21 constants
     bool bPML;
     int nSurf;           // 0 invisible, 1 free (over an air layer)
     int nViscoL;         // relaxation mechanisms, 0 none
@@ -42,6 +42,9 @@ const SRow kRows[] = {
     {"elastic PML free", 102, true, 1, 0, {2, 3}},
     {"elastic sponge invisible", 102, false, 0, 0, {2}},
     {"viscoelastic PML invisible", 102, true, 0, 2, {3}},
+    {"orthorhombic PML free", 103, true, 1, 0, {2}},
+    {"tilted 21 constants, viscoelastic, PML invisible", 104, true, 0, 2, {2}},
+    {"tilted 21 constants sponge free", 104, false, 1, 0, {3}},
 };
 
 std::string Slurp(const std::string& f)
@@ -96,7 +99,11 @@ std::string Survey()
 std::string Job(const SRow& row, const std::string& strGroup, double t1)
 {
     std::string j = "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = ";
-    j += row.nType == 101 ? "3D Acoustic" : "3D Elastic";
+    j += row.nType == 101 ? "3D Acoustic" : (row.nType == 102 ? "3D Elastic" : "3D Elastic Anisotropic");
+    if (row.nType >= 103)
+        j += "\nFileAnisEpsilon = 0.2\nFileAnisDelta = 0.1\nFileAnisGamma = 0.15";
+    if (row.nType == 104)
+        j += "\nTTI Anisotropy = 1\nFileAnisPhi = 30\nFileAnisAzimuth = 20";
     j += "\nOutputDir = res/\nModel Name = vp.sgy\nFileModelSW = vs.sgy\nFileModelD = rho.sgy\n";
     if (row.nViscoL > 0)
         j += "FileModelQ = q.sgy\n";
@@ -191,7 +198,7 @@ TEST(DepthGroupRuns, GroupsWriteWhatOneProcessWrites)
         }
         EXPECT_GT(nFrames, 0);
         // Not a field of zeros: the vertical line's gather has moved.
-        const auto gather = model_test::ReadGather(dir / "res/vp+Gath3D" + (row.nType == 101 ? "A" : "E") + "PUz.sgy");
+        const auto gather = model_test::ReadGather(dir / "res/vp+Gath3D" + (row.nType == 101 ? "A" : (row.nType == 102 ? "E" : "N")) + "PUz.sgy");
         ASSERT_EQ((size_t)(NZ + NX), gather.size());
         float fMax = 0.0f;
         for (const auto& tr : gather)
