@@ -1,18 +1,17 @@
 // CCalc3D_CUDA: the stress steps of the orthorhombic and general
-// anisotropic methods. Their kernels wait for the per-cell functions of the
-// CPU schemes, which they must share; not built yet.
+// anisotropic methods. The module picks the kernel by the method; these
+// pass the surface switch and the S-wave ramp as the elastic step does.
 
 #include "CUDA/Calc3D_CUDA.h"
-#include "base/Pending.h"
 
-ONDEX_PENDING("The anisotropic GPU kernels (CCalc3D_CUDA)");
-
-int CCalc3D_CUDA::PropagateOrtWaveTau(int, int, int, int, int, int)
+int CCalc3D_CUDA::PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
-    return u_NotBuilt("The anisotropic GPU kernels (CCalc3D_CUDA)");
+    return Step(false, iz0, iy0, ix0, iz1, iy1, ix1, m_fSWave,
+                "Error! CUDA: Unable to run simulation step (Tau).\n");
 }
 
-int CCalc3D_CUDA::PropagateAniWaveTau(int, int, int, int, int, int)
+int CCalc3D_CUDA::PropagateAniWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
-    return u_NotBuilt("The anisotropic GPU kernels (CCalc3D_CUDA)");
+    return Step(false, iz0, iy0, ix0, iz1, iy1, ix1, m_fSWave,
+                "Error! CUDA: Unable to run simulation step (Tau).\n");
 }

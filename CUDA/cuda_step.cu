@@ -1,6 +1,7 @@
 // ondex_cuda: the velocity and stress steps. One thread per cell in blocks
 // of 8x8x8, plain global reads; each kernel runs the very per-cell functions
-// of the CPU engine (cpu/AcoScheme.h, cpu/ElaScheme.h), so that with
+// of the CPU engine (cpu/AcoScheme.h, cpu/ElaScheme.h, cpu/OrtScheme.h,
+// cpu/AniScheme.h), so that with
 // contraction off on both sides the two engines agree to the bit.
 //
 // The variants of a family differ only in the record they are handed (PML
@@ -9,7 +10,9 @@
 
 #include "CUDA/ModuleState.h"
 #include "cpu/AcoScheme.h"
+#include "cpu/AniScheme.h"
 #include "cpu/ElaScheme.h"
+#include "cpu/OrtScheme.h"
 
 namespace
 {
@@ -28,6 +31,23 @@ __device__ __forceinline__ void DampPressure(const TMesh3D& g, int64_t i)
 {
     if (g.pQ)
         g.pTxx[i] = g.pTxx[i] * g.pQ[i];
+}
+
+// The same for the six stresses of the anisotropic methods, after the
+// sponge as in the elastic law (the CPU engine does not damp these). The
+// record's q is null when mechanisms run.
+__device__ __forceinline__ void DampStresses(const ela::ElaStep& e, int x, int y, int z)
+{
+    if (!e.q)
+        return;
+    const int64_t i = ela::ElaIndex(e.f, x, y, z);
+    const float q = e.q[i];
+    e.f.txx[i] = e.f.txx[i] * q;
+    e.f.tyy[i] = e.f.tyy[i] * q;
+    e.f.tzz[i] = e.f.tzz[i] * q;
+    e.f.txy[i] = e.f.txy[i] * q;
+    e.f.txz[i] = e.f.txz[i] * q;
+    e.f.tyz[i] = e.f.tyz[i] * q;
 }
 } // namespace
 
@@ -91,6 +111,38 @@ ONDEX_ELA_TAU_KERNEL(CUDA_ELA3D_Kernel_Tau_PML)
 ONDEX_ELA_TAU_KERNEL(CUDA_ELA3D_Kernel_Tau_SW_PML)
 ONDEX_ELA_TAU_KERNEL(CUDA_ELA3D_Kernel_Tau_Visco)
 ONDEX_ELA_TAU_KERNEL(CUDA_ELA3D_Kernel_Tau_Visco_PML)
+
+// Stress step of method 103; the mechanisms and the ramp sit in s.e.
+#define ONDEX_ORT_TAU_KERNEL(name)                                                                                   \
+    __global__ void name(ort::OrtStep s, fd::Box b)                                                                  \
+    {                                                                                                                \
+        int x, y, z;                                                                                                 \
+        if (!ThreadCell(b, x, y, z))                                                                                 \
+            return;                                                                                                  \
+        ort::OrtCellTau(s, x, y, z);                                                                                 \
+        DampStresses(s.e, x, y, z);                                                                                  \
+    }
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau)
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau_SW)
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau_PML)
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau_SW_PML)
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau_Visco)
+ONDEX_ORT_TAU_KERNEL(CUDA_ORT3D_Kernel_Tau_Visco_PML)
+
+// Stress step of method 104, any number of mechanisms. The averaged
+// derivatives reach three cells back, so the first three planes, rows and
+// columns stay out whatever the launch box.
+#define ONDEX_ANI_TAU_KERNEL(name)                                                                                   \
+    __global__ void name(ani::AniStep s, fd::Box b)                                                                  \
+    {                                                                                                                \
+        int x, y, z;                                                                                                 \
+        if (!ThreadCell(b, x, y, z) || x < 3 || y < 3 || z < 3)                                                      \
+            return;                                                                                                  \
+        ani::AniCellTau(s, x, y, z);                                                                                 \
+        DampStresses(s.o.e, x, y, z);                                                                                \
+    }
+ONDEX_ANI_TAU_KERNEL(CUDA_ANIS3D_Kernel_Tau)
+ONDEX_ANI_TAU_KERNEL(CUDA_ANIS3D_Kernel_Tau_PML)
 
 namespace
 {
@@ -183,6 +235,35 @@ ela::ElaStep ElaRecord(bool bU, bool bSuppress, float fS)
                 s.psi[axis][j][side] = pmlH.pPsi[(bU ? vel : tau)[axis][j] + side];
     return s;
 }
+
+// The orthorhombic stress record: the elastic one (its c and m grids are
+// not read) plus the nine stiffness grids.
+ort::OrtStep OrtRecord(bool bSuppress, float fS)
+{
+    ort::OrtStep s = {};
+    s.e = ElaRecord(false, bSuppress, fS);
+    s.c = {ort_h.C11, ort_h.C12, ort_h.C13, ort_h.C22, ort_h.C23, ort_h.C33, ort_h.C44, ort_h.C55, ort_h.C66};
+    return s;
+}
+
+// The general record: the nine grids of the one block, the twelve further
+// ones and the 54 memory arrays of the averages (Z, Y, X; per axis three
+// groups of three low then the same three high).
+ani::AniStep AniRecord(bool bSuppress, float fS)
+{
+    ani::AniStep s = {};
+    s.o.e = ElaRecord(false, bSuppress, fS);
+    const TMesh3DAnisotropic& h = anis_h;
+    s.o.c = {h.C11, h.C12, h.C13, h.C22, h.C23, h.C33, h.C44, h.C55, h.C66};
+    s.c = {h.C14, h.C15, h.C16, h.C24, h.C25, h.C26, h.C34, h.C35, h.C36, h.C45, h.C46, h.C56};
+    if (!s.o.e.bPML)
+        return s;
+    for (int axis = 0; axis < 3; axis++)
+        for (int j = 0; j < 9; j++)
+            for (int side = 0; side < 2; side++)
+                s.psiAvg[axis][j][side] = pmlH.pPsiAni[(2 - axis) * 18 + (j / 3) * 6 + side * 3 + j % 3];
+    return s;
+}
 } // namespace
 
 int CUDA_3DFD_ModelStep(bool bU, bool bSuppress, int z0, int y0, int x0, int z1, int y1, int x1, float fS)
@@ -229,8 +310,23 @@ int CUDA_3DFD_ModelStep(bool bU, bool bSuppress, int z0, int y0, int x0, int z1,
         else
             (bPML ? CUDA_ELA3D_Kernel_Tau_SW_PML : CUDA_ELA3D_Kernel_Tau_SW)<<<grid, block>>>(s, b);
     }
+    else if (nMethod == 103)
+    {
+        const ort::OrtStep s = OrtRecord(bSuppress, fS);
+        if (s.e.visco.L > 0)
+            (bPML ? CUDA_ORT3D_Kernel_Tau_Visco_PML : CUDA_ORT3D_Kernel_Tau_Visco)<<<grid, block>>>(s, b);
+        else if (bSuppress)
+            (bPML ? CUDA_ORT3D_Kernel_Tau_PML : CUDA_ORT3D_Kernel_Tau)<<<grid, block>>>(s, b);
+        else
+            (bPML ? CUDA_ORT3D_Kernel_Tau_SW_PML : CUDA_ORT3D_Kernel_Tau_SW)<<<grid, block>>>(s, b);
+    }
+    else if (nMethod == 104)
+    {
+        const ani::AniStep s = AniRecord(bSuppress, fS);
+        (bPML ? CUDA_ANIS3D_Kernel_Tau_PML : CUDA_ANIS3D_Kernel_Tau)<<<grid, block>>>(s, b);
+    }
     else
-        return kCudaNoComponent;   // the anisotropic stress kernels are not built yet
+        return kCudaNoComponent;
     cudaDeviceSynchronize();
     return CheckError();
 }
