@@ -53,6 +53,8 @@ public:
     bool IsCalcNeeded(int nShot);
     int Calculate();
     int CalculateShared();
+    int StepCount(int& nSteps) const;   // steps of the record, or -101
+    void SourceBox(int nStep, int& iy0, int& iy1, int& ix0, int& ix1);
     int CalculateDistributed();
 
     // ---- Job file --------------------------------------------------------

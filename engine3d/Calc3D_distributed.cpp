@@ -106,18 +106,9 @@ int CCalc3D::InitDecomposition()
 
 int CCalc3D::CalculateDistributed()
 {
-    if (!(m_dt > 0.0))
-    {
-        u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
+    int nSteps = 0;
+    if (StepCount(nSteps) != 0)
         return -101;
-    }
-    const double dSteps = (m_tEnd - m_tStart) / m_dt;
-    if (!(dSteps < (double)INT_MAX))
-    {
-        u_Error("Error! The time step dt=%g gives too many simulation steps up to t=%g.\n", m_dt, m_tEnd);
-        return -101;
-    }
-    const int nSteps = (int)dSteps + 1;
     double tRecord = m_pApp->m_t0;
     Init3DSnapshots();
 
@@ -136,35 +127,9 @@ int CCalc3D::CalculateDistributed()
 
     for (int nStep = 0; nStep < nSteps; nStep++)
     {
-        // 1. The y, x box as in the one-process loop; it never cuts z.
-        int iy0 = h, iy1 = m_ny - h - 1;
-        int ix0 = h, ix1 = m_nx - h - 1;
-        const int nEndY = iy1, nEndX = ix1;
-        if (m_nBoxY1 > 0 && m_nBoxX1 > 0)
-        {
-            int d = nStep;
-            if (m_tCur < 0.0 && nStep > 60)
-            {
-                m_nBoxHold = nStep - 60;
-                d = 60;
-            }
-            if (m_tCur >= 0.0 && m_nBoxHold > 0)
-                d -= m_nBoxHold;
-            const int xl = m_nBoxX0 - d, yl = m_nBoxY0 - d;
-            const int xh = m_nBoxX1 + d, yh = m_nBoxY1 + d;
-            if (xl < h && yl < h && xh > nEndX && yh > nEndY)
-            {
-                m_nBoxY0 = m_nBoxX0 = m_nBoxY1 = m_nBoxX1 = 0;
-                m_nBoxHold = 0;
-            }
-            else
-            {
-                ix0 = xl > h ? xl : h;
-                ix1 = xh < nEndX ? xh : nEndX;
-                iy0 = yl > h ? yl : h;
-                iy1 = yh < nEndY ? yh : nEndY;
-            }
-        }
+        // 1. The y, x box as in the one-process loop.
+        int iy0, iy1, ix0, ix1;
+        SourceBox(nStep, iy0, iy1, ix0, ix1);
 
         // 2. Source, on the nodes that hold one.
         if (nStep < m_Signal.m_nLen && !m_vSources.empty())

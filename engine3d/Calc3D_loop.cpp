@@ -28,20 +28,9 @@ static bool TerminateRequested()
 int CCalc3D::CalculateShared()
 {
     // Guards the step count against a time step that would never end the loop.
-    if (!(m_dt > 0.0))
-    {
-        u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
+    int nSteps = 0;
+    if (StepCount(nSteps) != 0)
         return -101;
-    }
-    // A step count beyond an int (a record end far beyond the time step)
-    // would wrap around and end the shot silently with nothing computed.
-    const double dSteps = (m_tEnd - m_tStart) / m_dt;
-    if (!(dSteps < (double)INT_MAX))
-    {
-        u_Error("Error! The time step dt=%g gives too many simulation steps up to t=%g.\n", m_dt, m_tEnd);
-        return -101;
-    }
-    const int nSteps = (int)dSteps + 1;
     double tRecord = m_pApp->m_t0;
     Init3DSnapshots();
 
@@ -56,38 +45,10 @@ int CCalc3D::CalculateShared()
         }
 
         // 2. Computation box: the outer h cells are never computed.
+        // 3. Source box.
         const int iz0 = h, iz1 = m_nz - h - 1;
-        int iy0 = h, iy1 = m_ny - h - 1;
-        int ix0 = h, ix1 = m_nx - h - 1;
-        const int nEndY = iy1, nEndX = ix1;
-
-        // 3. Source box: grows one cell per step around the sources, stands
-        //    still at 60 cells during the signal's lead-in before time 0.
-        if (m_nBoxY1 > 0 && m_nBoxX1 > 0)
-        {
-            int d = nStep;
-            if (m_tCur < 0.0 && nStep > 60)
-            {
-                m_nBoxHold = nStep - 60;
-                d = 60;
-            }
-            if (m_tCur >= 0.0 && m_nBoxHold > 0)
-                d -= m_nBoxHold;
-            const int xl = m_nBoxX0 - d, yl = m_nBoxY0 - d;
-            const int xh = m_nBoxX1 + d, yh = m_nBoxY1 + d;
-            if (xl < h && yl < h && xh > nEndX && yh > nEndY)
-            {
-                m_nBoxY0 = m_nBoxX0 = m_nBoxY1 = m_nBoxX1 = 0;
-                m_nBoxHold = 0;
-            }
-            else
-            {
-                ix0 = xl > h ? xl : h;
-                ix1 = xh < nEndX ? xh : nEndX;
-                iy0 = yl > h ? yl : h;
-                iy1 = yh < nEndY ? yh : nEndY;
-            }
-        }
+        int iy0, iy1, ix0, ix1;
+        SourceBox(nStep, iy0, iy1, ix0, ix1);
 
         // 4. Source.
         if (nStep < m_Signal.m_nLen)
@@ -197,4 +158,59 @@ int CCalc3D::CalculateShared()
         u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
     }
     return 0;
+}
+
+int CCalc3D::StepCount(int& nSteps) const
+{
+    if (!(m_dt > 0.0))
+    {
+        u_Error("Error! Incorrect time tact dt=%g specified!\n", m_dt);
+        return -101;
+    }
+    // A step count beyond an int (a record end far beyond the time step)
+    // would wrap around and end the shot silently with nothing computed.
+    const double dSteps = (m_tEnd - m_tStart) / m_dt;
+    if (!(dSteps < (double)INT_MAX))
+    {
+        u_Error("Error! The time step dt=%g gives too many simulation steps up to t=%g.\n", m_dt, m_tEnd);
+        return -101;
+    }
+    nSteps = (int)dSteps + 1;
+    return 0;
+}
+
+// The rows and columns computed in a step: the whole plane less the halo,
+// or while the wave is young a box around the sources that grows one cell
+// per step and stands still at 60 cells during the signal's lead-in before
+// time 0. It never cuts the depth.
+void CCalc3D::SourceBox(int nStep, int& iy0, int& iy1, int& ix0, int& ix1)
+{
+    const int h = m_nHalo;
+    iy0 = h;
+    iy1 = m_ny - h - 1;
+    ix0 = h;
+    ix1 = m_nx - h - 1;
+    const int nEndY = iy1, nEndX = ix1;
+    if (m_nBoxY1 <= 0 || m_nBoxX1 <= 0)
+        return;
+    int d = nStep;
+    if (m_tCur < 0.0 && nStep > 60)
+    {
+        m_nBoxHold = nStep - 60;
+        d = 60;
+    }
+    if (m_tCur >= 0.0 && m_nBoxHold > 0)
+        d -= m_nBoxHold;
+    const int xl = m_nBoxX0 - d, yl = m_nBoxY0 - d;
+    const int xh = m_nBoxX1 + d, yh = m_nBoxY1 + d;
+    if (xl < h && yl < h && xh > nEndX && yh > nEndY)
+    {
+        m_nBoxY0 = m_nBoxX0 = m_nBoxY1 = m_nBoxX1 = 0;
+        m_nBoxHold = 0;
+        return;
+    }
+    ix0 = xl > h ? xl : h;
+    ix1 = xh < nEndX ? xh : nEndX;
+    iy0 = yl > h ? yl : h;
+    iy1 = yh < nEndY ? yh : nEndY;
 }
