@@ -63,7 +63,8 @@ bool WriteJob(int n, int nSteps)
                  "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = results/\n"
                  "Model Name = vp.sgy\nFileModelD = rho.sgy\nPML = 1\nFirst Point = 1\nLast Point = 1\n"
                  "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = %.4f\ndt = 0.001\n[Mesh]\ndx = 10\ndt = 0.001\n"
-                 "[Source]\nType = 0\nFrequency = 15\nSignal = 1\n",
+                 "[Source]\nType = 0\nFrequency = 15\nSignal = 1\n"
+                 "[optimization]\nthreads per process = 1\n",   // else each rank takes every core
                  0.001 * (nSteps - 1));
     std::fclose(fp);
     return true;
