@@ -163,6 +163,7 @@ struct AniStep
 // at the cell's own slab index whatever the offsets of the average.
 ONDEX_HD void AvgAxisPml(const AniStep& s, int axis, const int64_t k[2], AvgDerivs& a)
 {
+    ONDEX_UNROLL
     for (int j = 0; j < 9; j++)
         a.v[axis][j] = fd::PmlAxis(a.v[axis][j], s.psiAvg[axis][j], s.o.e.prof, axis, j < 3 ? fd::kPlus : fd::kMinus,
                                    k);
@@ -207,6 +208,7 @@ ONDEX_HD void AniCellTau(const AniStep& s, int x, int y, int z)
     fd::CellSlabs c;
     const float t = ort::PlainPml(e, x, y, z, d, c);
     if (e.bPML)
+        ONDEX_UNROLL
         for (int axis = fd::kAxisZ; axis >= fd::kAxisX; axis--)
             AvgAxisPml(s, axis, c.k[axis], a);
     ort::Ort9 k = ort::LoadOrt(s.o.c, i, e.fS);
