@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "files/SdsPC.h"
+
 namespace bench {
 
 double Now()
@@ -96,6 +98,26 @@ StepRate TimeStepRate(const std::function<void()>& step, double cells, int nThre
         tBest = std::min(tBest, Now() - t0);
     }
     return {cells * nSteps / tBest / 1e6, nSteps};
+}
+
+bool WriteCube(const std::string& file, int n, float value)
+{
+    const double e = 10.0 * (n - 1);
+    CSdsPC w;
+    if (!w.Create3D_file(file.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, e, e, e), 0.f, DU_M, 0, nullptr))
+        return false;
+    CSdsPC f;
+    if (!f.OnOpen(file.c_str(), 1))
+        return false;
+    std::vector<float> tr(n);
+    for (int t = 0; t < f.m_nTraceCount; t++)
+    {
+        // The writer scales the buffer in place: fill it for every trace.
+        std::fill(tr.begin(), tr.end(), value);
+        if (!f.SetTrace(t, tr.data(), n))
+            return false;
+    }
+    return true;
 }
 
 }  // namespace bench

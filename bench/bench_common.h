@@ -37,4 +37,10 @@ void DropFromCache(const std::string& path);
 
 int64_t FileSize(const std::string& path);
 
+// A SEG-Y cube of n^3 nodes 10 m apart from the origin, every sample value.
+bool WriteCube(const std::string& file, int n, float value);
+
+// A SEG-Y cube of n^3 nodes 10 m apart from the origin, every sample value.
+bool WriteCube(const std::string& file, int n, float value);
+
 }  // namespace bench

@@ -28,25 +28,6 @@
 namespace
 {
 
-bool WriteCube(const std::string& file, int n, float value)
-{
-    const double e = 10.0 * (n - 1);
-    CSdsPC w;
-    if (!w.Create3D_file(file.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, e, e, e), 0.f, DU_M, 0, nullptr))
-        return false;
-    CSdsPC f;
-    if (!f.OnOpen(file.c_str(), 1))
-        return false;
-    std::vector<float> tr(n);
-    for (int t = 0; t < f.m_nTraceCount; t++)
-    {
-        std::fill(tr.begin(), tr.end(), value);
-        if (!f.SetTrace(t, tr.data(), n))
-            return false;
-    }
-    return true;
-}
-
 bool WriteJob(int n, int nSteps)
 {
     const double c = 5.0 * (n - 1);
@@ -111,7 +92,7 @@ int main(int argc, char** argv)
         std::system(("mkdir -p " + dir).c_str());
         if (chdir(dir.c_str()) != 0)
             return 1;
-        if (access("vp.sgy", R_OK) != 0 && (!WriteCube("vp.sgy", n, 2000.0f) || !WriteCube("rho.sgy", n, 2000.0f)))
+        if (access("vp.sgy", R_OK) != 0 && (!bench::WriteCube("vp.sgy", n, 2000.0f) || !bench::WriteCube("rho.sgy", n, 2000.0f)))
         {
             std::printf("could not write the model in %s\n", dir.c_str());
             MPI_Abort(MPI_COMM_WORLD, 1);

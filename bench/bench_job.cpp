@@ -32,26 +32,6 @@
 namespace
 {
 
-bool WriteCube(const std::string& file, int n, float value)
-{
-    const double e = 10.0 * (n - 1);
-    CSdsPC w;
-    if (!w.Create3D_file(file.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, e, e, e), 0.f, DU_M, 0, nullptr))
-        return false;
-    CSdsPC f;
-    if (!f.OnOpen(file.c_str(), 1))
-        return false;
-    std::vector<float> tr(n);
-    for (int t = 0; t < f.m_nTraceCount; t++)
-    {
-        // The writer scales the buffer in place: fill it for every trace.
-        std::fill(tr.begin(), tr.end(), value);
-        if (!f.SetTrace(t, tr.data(), n))
-            return false;
-    }
-    return true;
-}
-
 bool WriteJob(const std::string& dir, int n, int nSteps, bool bSnap)
 {
     const double c = 5.0 * (n - 1);
@@ -122,7 +102,7 @@ int main(int argc, char** argv)
     const std::string exe = ondex[0] == '/' ? ondex : std::string(getcwd(nullptr, 0)) + "/" + ondex;
     // The writers log to the working directory: keep that in the job folder.
     const std::string cwd = getcwd(nullptr, 0);
-    if (chdir(szDir) != 0 || !WriteCube("vp.sgy", n, 2000.0f) || !WriteCube("rho.sgy", n, 2000.0f) ||
+    if (chdir(szDir) != 0 || !bench::WriteCube("vp.sgy", n, 2000.0f) || !bench::WriteCube("rho.sgy", n, 2000.0f) ||
         chdir(cwd.c_str()) != 0)
     {
         std::printf("could not write the model in %s\n", dir.c_str());
