@@ -15,7 +15,9 @@
 // for the sweeps whatever the boundary costs. Each grid is run with the two
 // half steps as separate sweeps ("split", what the engine runs) and fused
 // into one pass over the planes ("fused", CCalc3D_OMP::m_bFuseAco), which
-// reads each plane about once but has measured slower.
+// reads each plane about once but has measured slower, and with the split
+// sweeps over the box inside the PML slabs only ("inner": the scheme
+// without its boundary, 56 bytes per cell).
 //
 // Usage: bench_acoustic [n | nxXnyXnz ...]   (default 250 333x250x200). Each
 // figure is the best of three timed batches.
@@ -77,18 +79,21 @@ std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const Shape& g)
     return e;
 }
 
-bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, bool bFused)
+// nMode 0: the two sweeps over the grid; 1: fused; 2: the two sweeps over
+// the box inside the PML slabs only, the scheme's own rate without the
+// boundary.
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, int nMode)
 {
-    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, h = e.m_nHalo;
-    const double cells = (double)(nx - 2 * h) * (ny - 2 * h) * (nz - 2 * h);
+    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, h = e.m_nHalo, m = h + (nMode == 2 ? e.m_nPML : 0);
+    const double cells = (double)(nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
     auto Step = [&]() {
-        e.m_bFuseAco = bFused;
-        if (bFused)
-            e.PropagateAcoWave(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
+        e.m_bFuseAco = nMode == 1;
+        if (nMode == 1)
+            e.PropagateAcoWave(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
         else
         {
-            e.PropagateAcoWaveU(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
-            e.PropagateAcoWaveTau(h, h, h, nz - h - 1, ny - h - 1, nx - h - 1);
+            e.PropagateAcoWaveU(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+            e.PropagateAcoWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
         }
     };
     return bench::TimeStepRate(Step, cells, nThreads);
@@ -145,17 +150,18 @@ int main(int argc, char** argv)
         std::vector<int> threads = {1};
         if (nAll > 1)
             threads.push_back(nAll);
-        for (int nMode = 0; nMode < 2; nMode++)
+        for (int nMode = 0; nMode < 3; nMode++)
         for (int nThreads : threads)
         {
-            const bench::StepRate r = TimeSteps(*e, nThreads, nMode == 1);
+            const bench::StepRate r = TimeSteps(*e, nThreads, nMode);
             const double bw = nThreads == 1 ? bw1 : bwAll;
-            const double limit = bw * 1e9 / bytesPerCell / 1e6, limit56 = bw * 1e9 / 56.0 / 1e6;
+            const double bytes = nMode == 2 ? 56.0 : bytesPerCell;
+            const double limit = bw * 1e9 / bytes / 1e6, limit56 = bw * 1e9 / 56.0 / 1e6;
             char szGrid[40];
             std::snprintf(szGrid, sizeof(szGrid), "%dx%dx%d", n.nx, n.ny, n.nz);
             std::printf("%-12s %-6s %-8d %6d %10.1f %10.1f %12.2f %10.1f %7.2f %10.1f %7.2f\n", szGrid,
-                        nMode ? "fused" : "split", nThreads,
-                        r.nSteps, r.dMcells, bytesPerCell, r.dMcells * bytesPerCell / 1e3, limit, r.dMcells / limit,
+                        nMode == 0 ? "split" : nMode == 1 ? "fused" : "inner", nThreads,
+                        r.nSteps, r.dMcells, bytes, r.dMcells * bytes / 1e3, limit, r.dMcells / limit,
                         limit56, r.dMcells / limit56);
         }
     }
