@@ -67,40 +67,13 @@ bool StiffnessIsStable(const float* pA)
         }
     if (!(m[2][2] > 0.0))
         return false;
-    for (int sweep = 0; sweep < 50; sweep++)
-    {
-        double off = 0.0;
-        for (int p = 0; p < 6; p++)
-            for (int q = p + 1; q < 6; q++)
-                off += m[p][q] * m[p][q];
-        if (off < 1e-30)
-            break;
-        for (int p = 0; p < 6; p++)
-            for (int q = p + 1; q < 6; q++)
-            {
-                if (m[p][q] == 0.0)
-                    continue;
-                const double th = 0.5 * std::atan2(2.0 * m[p][q], m[q][q] - m[p][p]);
-                const double c = std::cos(th), s = std::sin(th);
-                for (int k = 0; k < 6; k++)
-                {
-                    const double kp = m[k][p], kq = m[k][q];
-                    m[k][p] = c * kp - s * kq;
-                    m[k][q] = s * kp + c * kq;
-                }
-                for (int k = 0; k < 6; k++)
-                {
-                    const double pk = m[p][k], qk = m[q][k];
-                    m[p][k] = c * pk - s * qk;
-                    m[q][k] = s * pk + c * qk;
-                }
-            }
-    }
+    double w[6];
+    SymmetricEigen(&m[0][0], 6, w, nullptr);
     double dMax = 0.0, dMin = 0.0;
     for (int i = 0; i < 6; i++)
     {
-        dMax = std::max(dMax, std::fabs(m[i][i]));
-        dMin = std::min(dMin, m[i][i]);
+        dMax = std::max(dMax, std::fabs(w[i]));
+        dMin = std::min(dMin, w[i]);
     }
     // Single-precision input: a zero eigenvalue (fluid) comes out as a few
     // ulps of the largest one, of either sign.

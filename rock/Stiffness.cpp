@@ -100,3 +100,48 @@ void FormA(float /*a*/, float /*b*/, float rho, float vp, float vs, float eps, f
         for (int j = i; j < 6; j++)
             pOut[m++] = (float)(A(i, j).real() * 1e9);
 }
+
+void SymmetricEigen(double* a, int n, double* w, double* V)
+{
+    auto A = [&](int i, int j) -> double& { return a[i * n + j]; };
+    if (V)
+        for (int i = 0; i < n * n; i++)
+            V[i] = i % (n + 1) == 0 ? 1.0 : 0.0;
+    for (int sweep = 0; sweep < 50; sweep++)
+    {
+        double off = 0.0;
+        for (int p = 0; p < n; p++)
+            for (int q = p + 1; q < n; q++)
+                off += A(p, q) * A(p, q);
+        if (off < 1e-30)
+            break;
+        for (int p = 0; p < n; p++)
+            for (int q = p + 1; q < n; q++)
+            {
+                if (A(p, q) == 0.0)
+                    continue;
+                const double th = 0.5 * std::atan2(2.0 * A(p, q), A(q, q) - A(p, p));
+                const double c = std::cos(th), s = std::sin(th);
+                for (int k = 0; k < n; k++)
+                {
+                    const double kp = A(k, p), kq = A(k, q);
+                    A(k, p) = c * kp - s * kq;
+                    A(k, q) = s * kp + c * kq;
+                }
+                for (int k = 0; k < n; k++)
+                {
+                    const double pk = A(p, k), qk = A(q, k);
+                    A(p, k) = c * pk - s * qk;
+                    A(q, k) = s * pk + c * qk;
+                    if (V)
+                    {
+                        const double vp = V[k * n + p], vq = V[k * n + q];
+                        V[k * n + p] = c * vp - s * vq;
+                        V[k * n + q] = s * vp + c * vq;
+                    }
+                }
+            }
+    }
+    for (int i = 0; i < n; i++)
+        w[i] = A(i, i);
+}

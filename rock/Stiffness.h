@@ -34,3 +34,8 @@ void FormUprVti(float a, float b, float rho, float vp, float vs, float eps, floa
 
 // Rotates the tensor by R = Rz(phi) * Ry(alpha), angles in radians.
 void POVTENZ(double alpha, double phi, std::complex<float> (&T)[3][3][3][3]);
+
+// Eigenvalues w of a symmetric n x n matrix a (row-major, n <= 6,
+// overwritten) by cyclic Jacobi rotations, and, when V is not null, the unit
+// eigenvectors as the columns of V (row-major n x n).
+void SymmetricEigen(double* a, int n, double* w, double* V);

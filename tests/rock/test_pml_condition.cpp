@@ -17,41 +17,6 @@
 namespace
 {
 
-// Eigenvalues and unit eigenvectors (columns of V) of a symmetric 3x3
-// matrix by Jacobi rotations.
-void Eigen3(double A[3][3], double w[3], double V[3][3])
-{
-    for (int i = 0; i < 3; i++)
-        for (int j = 0; j < 3; j++)
-            V[i][j] = i == j;
-    for (int sweep = 0; sweep < 50; sweep++)
-        for (int p = 0; p < 2; p++)
-            for (int q = p + 1; q < 3; q++)
-            {
-                if (std::fabs(A[p][q]) < 1e-300)
-                    continue;
-                const double th = 0.5 * std::atan2(2 * A[p][q], A[q][q] - A[p][p]);
-                const double c = std::cos(th), s = std::sin(th);
-                for (int k = 0; k < 3; k++)
-                {
-                    const double akp = A[k][p], akq = A[k][q];
-                    A[k][p] = c * akp - s * akq;
-                    A[k][q] = s * akp + c * akq;
-                }
-                for (int k = 0; k < 3; k++)
-                {
-                    const double apk = A[p][k], aqk = A[q][k];
-                    A[p][k] = c * apk - s * aqk;
-                    A[q][k] = s * apk + c * aqk;
-                    const double vkp = V[k][p], vkq = V[k][q];
-                    V[k][p] = c * vkp - s * vkq;
-                    V[k][q] = s * vkp + c * vkq;
-                }
-            }
-    for (int i = 0; i < 3; i++)
-        w[i] = A[i][i];
-}
-
 struct Medium
 {
     const char* pszName;
@@ -84,7 +49,7 @@ void WorstAlignment(const Medium& m, double worst[3])
                         for (int l = 0; l < 3; l++)
                             G[i][k] += c4(i, j, k, l) * n[j] * n[l];
             double w[3], g[3][3];
-            Eigen3(G, w, g);
+            SymmetricEigen(&G[0][0], 3, w, &g[0][0]);
             for (int mode = 0; mode < 3; mode++)
             {
                 if (w[mode] <= 0)
