@@ -13,6 +13,10 @@
 
 class COndexApp;
 
+// Whether some fluid cell (P velocity, no S velocity) has a face in common
+// with a solid cell; grids of nx * ny * nz cells, x fastest.
+bool FluidBesideRock(const float* pVp, const float* pVs, int nx, int ny, int nz);
+
 class CCalc3D
 {
 public:

@@ -11,6 +11,25 @@
 #include "engine3d/common.h"
 #include "run/OndexApp.h"
 
+bool FluidBesideRock(const float* pVp, const float* pVs, int nx, int ny, int nz)
+{
+    const int64_t sy = nx, sz = (int64_t)nx * ny;
+    bool bFound = false;
+#pragma omp parallel for schedule(static) reduction(|| : bFound)
+    for (int z = 0; z < nz; z++)
+        for (int y = 0; y < ny; y++)
+            for (int x = 0; x < nx; x++)
+            {
+                const int64_t i = z * sz + y * sy + x;
+                if (!(pVp[i] > 0.0f) || pVs[i] > 0.0f)
+                    continue;
+                bFound = bFound || (x > 0 && pVs[i - 1] > 0.0f) || (x + 1 < nx && pVs[i + 1] > 0.0f) ||
+                         (y > 0 && pVs[i - sy] > 0.0f) || (y + 1 < ny && pVs[i + sy] > 0.0f) ||
+                         (z > 0 && pVs[i - sz] > 0.0f) || (z + 1 < nz && pVs[i + sz] > 0.0f);
+            }
+    return bFound;
+}
+
 int CCalc3D::InitModel()
 {
     COndexApp& job = *m_pApp;
@@ -69,6 +88,14 @@ int CCalc3D::InitModel()
     nResult = MakeSurfaceBottomDistributed();
     if (nResult != 0)
         return nResult;
+
+    // A shear node on a fluid-rock face ties the fluid to the rock's shear
+    // stiffness; where a PML slab crosses that face, the slow interface wave
+    // this allows is fed by the PML and grows over long runs. The sponge
+    // stays stable there.
+    if (nType >= 102 && m_bPML && FluidBesideRock(m_pVp, m_pVs, m_nx, m_ny, m_nz))
+        u_Warning("Warning! The model has fluid cells (zero S velocity) beside rock: with the PML the fluid-rock "
+                  "interface may grow in long runs; set PML=0 for the sponge boundary if the record shows it.\n");
 
     const size_t nxy = (size_t)m_nx * m_ny;
     const int nz = m_nz;
