@@ -124,28 +124,28 @@ struct NodeStrains
 
 ONDEX_HD NodeStrains Gather(const AvgDerivs& a)
 {
-    const float(&z)[9] = a.v[fd::kAxisZ];
-    const float(&y)[9] = a.v[fd::kAxisY];
-    const float(&x)[9] = a.v[fd::kAxisX];
+    // Indexed in a, not through references to its rows: the vectorised CPU
+    // row loops lose track of the latter.
+    constexpr int z = fd::kAxisZ, y = fd::kAxisY, x = fd::kAxisX;
     NodeStrains s;
-    s.nEyz = z[8] + y[8];   // D-z Uy + D-y Uz
-    s.nExz = z[4] + x[7];   // D-z Ux + D-x Uz
-    s.nExy = y[3] + x[3];   // D-y Ux + D-x Uy
-    s.xyE[0] = x[0];
-    s.xyE[1] = y[0];
-    s.xyE[2] = z[0];
-    s.xyEyz = z[7] + y[7];
-    s.xyExz = z[5] + x[8];
-    s.xzE[0] = x[1];
-    s.xzE[1] = y[1];
-    s.xzE[2] = z[1];
-    s.xzEyz = z[6] + y[6];
-    s.xzExy = y[5] + x[5];
-    s.yzE[0] = x[2];
-    s.yzE[1] = y[2];
-    s.yzE[2] = z[2];
-    s.yzExz = z[3] + x[6];
-    s.yzExy = y[4] + x[4];
+    s.nEyz = a.v[z][8] + a.v[y][8];   // D-z Uy + D-y Uz
+    s.nExz = a.v[z][4] + a.v[x][7];   // D-z Ux + D-x Uz
+    s.nExy = a.v[y][3] + a.v[x][3];   // D-y Ux + D-x Uy
+    s.xyE[0] = a.v[x][0];
+    s.xyE[1] = a.v[y][0];
+    s.xyE[2] = a.v[z][0];
+    s.xyEyz = a.v[z][7] + a.v[y][7];
+    s.xyExz = a.v[z][5] + a.v[x][8];
+    s.xzE[0] = a.v[x][1];
+    s.xzE[1] = a.v[y][1];
+    s.xzE[2] = a.v[z][1];
+    s.xzEyz = a.v[z][6] + a.v[y][6];
+    s.xzExy = a.v[y][5] + a.v[x][5];
+    s.yzE[0] = a.v[x][2];
+    s.yzE[1] = a.v[y][2];
+    s.yzE[2] = a.v[z][2];
+    s.yzExz = a.v[z][3] + a.v[x][6];
+    s.yzExy = a.v[y][4] + a.v[x][4];
     return s;
 }
 

@@ -11,14 +11,20 @@
 // where both sides of one axis reach the same cell, and rows with
 // relaxation mechanisms, take the per-cell path.
 //
+// The 21-constant runs read their differences from rows computed once per
+// row of cells (AniRowDiffs.h), one set of rows per thread.
+//
 // This file knows nothing of the engine object.
 
 #include "cpu/AniSweep.h"
+#include "cpu/AniRowDiffs.h"
 #include "cpu/SweepRuns.h"
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -50,6 +56,7 @@ struct AniRow
     int64_t base;   // index of column 0 of the row
     RowSide z, y, x;
     int mRow;       // face distance of the row without x (sponge)
+    ani::rows::DiffRows d;   // 21-constant step: the row's differences
 };
 
 RowSide Side(const ani::AniStep& s, int axis, int side, int64_t off)
@@ -70,9 +77,11 @@ RowSide Side(const ani::AniStep& s, int axis, int side, int64_t off)
 }
 
 // The PML of one axis at slab index k: the strain (D+) and the two shear
-// halves (D-), then the nine averages (three D+, six D-).
-template <bool bAni>
-ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& d2, float (&v)[9])
+// halves (D-), then the nine averages (three D+, six D-). The averages are
+// indexed in a, not through a reference to its row: the vectoriser loses
+// track of the latter.
+template <bool bAni, int axis>
+ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& d2, ani::AvgDerivs& a)
 {
     const float aP = r.a[fd::kPlus][k], bP = r.b[fd::kPlus][k], aM = r.a[fd::kMinus][k], bM = r.b[fd::kMinus][k];
     d0 = fd::Cpml(d0, r.psi[0][k], aP, bP);
@@ -81,7 +90,46 @@ ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& 
     if (bAni)
 #pragma GCC unroll 9
         for (int j = 0; j < 9; j++)
-            v[j] = fd::Cpml(v[j], r.psiA[j][k], j < 3 ? aP : aM, j < 3 ? bP : bM);
+            a.v[axis][j] = fd::Cpml(a.v[axis][j], r.psiA[j][k], j < 3 ? aP : aM, j < 3 ? bP : bM);
+}
+
+// fd::SpongeFactor without the branch around the load, so that the sponge
+// runs vectorise: a sponge run has nTaper >= 1, and the index is clamped
+// into the table only where the factor is 1 anyway.
+ONDEX_HD float RunSponge(const float* taper, int nTaper, int m)
+{
+    const float t = taper[std::min(m, nTaper - 1)];
+    return m < nTaper ? t : 1.0f;
+}
+
+// a where c holds, else b. The stress laws' own select (bFull) becomes a
+// branch around the full shear update, which keeps the surface runs from
+// vectorising; a select on the bits does not.
+ONDEX_HD float Pick(bool c, float a, float b)
+{
+    uint32_t ua, ub;
+    memcpy(&ua, &a, sizeof(ua));
+    memcpy(&ub, &b, sizeof(ub));
+    const uint32_t m = 0u - (uint32_t)c;
+    const uint32_t u = (ua & m) | (ub & ~m);
+    float v;
+    memcpy(&v, &u, sizeof(v));
+    return v;
+}
+
+// The stresses of a cell from the laws' full form (bFull true): below the
+// surface (bSurf) the old Txz and Tyz where the cell above is empty, as
+// the laws themselves would keep them; then the sponge and the store.
+template <bool bSurf>
+ONDEX_HD void StoreRun(const ela::ElaFields& f, int64_t i, ort::Tau6 t, float s)
+{
+    if (bSurf)
+    {
+        const bool bFull = f.b[i - f.sz] > 0.0f;
+        t.xz = Pick(bFull, t.xz, f.txz[i]);
+        t.yz = Pick(bFull, t.yz, f.tyz[i]);
+    }
+    ort::StoreTau(f, i, t, s);
 }
 
 // Columns xa..xb of one region kind: ZY the row's slabs, XK the x slab,
@@ -99,28 +147,49 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
     const int64_t base = r.base;
     const RowSide rz = r.z, ry = r.y, rx = r.x;
     const ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+    const float* const q = r.d.p;
+    const int64_t qs = r.d.s;
 #pragma omp simd
     for (int x = xa; x <= xb; x++)
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        ela::ElaStrainDerivs(f, i, d);
         ani::AvgDerivs a;
         if (bAni)
-            ani::AniAvgDerivs(f, i, a);
+            ani::rows::RowDerivs(q, qs, x, d, a);
+        else
+            ela::ElaStrainDerivs(f, i, d);
         if (ZY & R_Z)
-            SidePml<bAni>(rz, rz.off + x, d.ez, d.b1, d.c1, a.v[fd::kAxisZ]);
+            SidePml<bAni, fd::kAxisZ>(rz, rz.off + x, d.ez, d.b1, d.c1, a);
         if (ZY & R_Y)
-            SidePml<bAni>(ry, ry.off + x, d.ey, d.a1, d.c2, a.v[fd::kAxisY]);
+            SidePml<bAni, fd::kAxisY>(ry, ry.off + x, d.ey, d.a1, d.c2, a);
         if (XK != X_NONE)
-            SidePml<bAni>(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2, a.v[fd::kAxisX]);
-        const float t = bSponge ? fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
-        const bool bFull = bSurf ? f.b[i - f.sz] > 0.0f : true;
+            SidePml<bAni, fd::kAxisX>(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2, a);
+        const float t = bSponge ? RunSponge(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
         const ort::Ort9 k = ort::LoadOrt(c, i, fS);
         if (bAni)
-            ort::StoreTau(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, bFull), t);
+            StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, true), t);
         else
-            ort::StoreTau(f, i, ort::OrtStress(f, i, d, k, R, bFull), t);
+            StoreRun<bSurf>(f, i, ort::OrtStress(f, i, d, k, R, true), t);
+    }
+}
+
+// Computes every row for the columns x0..x1 of the row of cells whose
+// column 0 has index base.
+ONDEX_ROW_CLONES void FillRows(const ela::ElaFields& f, int64_t base, int x0, int x1, const ani::rows::DiffRows& d)
+{
+    const float* const u[3] = {f.ux, f.uy, f.uz};
+    const int64_t s[3] = {1, f.sy, f.sz};
+    for (int k = 0; k < ani::rows::kNumRows; k++)
+    {
+        const ani::rows::RowDef& r = ani::rows::kRows.r[k];
+        const float* const p = u[r.field];
+        const int64_t st = s[r.axis], off = base + r.dz * f.sz + r.dy * f.sy;
+        float* const q = d.p + k * d.s;
+        const int xa = x0 + r.dxLo, xb = x1 + r.dxHi;
+#pragma omp simd
+        for (int x = xa; x <= xb; x++)
+            q[x] = fd::DMinus(p, off + x, st);
     }
 }
 
@@ -165,8 +234,10 @@ void CellRow(const ani::AniStep& s, int y, int z, int x0, int x1)
             ort::OrtCellTau(s.o, x, y, z);
 }
 
+// buf: the thread's rows of differences (21-constant step), kNumRows rows
+// of nx + 2 floats.
 template <bool bAni>
-void Row(const ani::AniStep& s, int y, int z, int x0, int x1)
+void Row(const ani::AniStep& s, int y, int z, int x0, int x1, float* buf)
 {
     const ela::ElaStep& e = s.o.e;
     const fd::SlabGeom& g = e.g;
@@ -178,6 +249,14 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1)
     AniRow r;
     r.s = &s;
     r.base = ela::ElaIndex(e.f, 0, y, z);
+    // Once the row is known to take the runs.
+    auto fill = [&]() {
+        if (!bAni)
+            return;
+        r.d.p = buf + 1;
+        r.d.s = g.nx + 2;
+        FillRows(e.f, r.base, x0, x1, r.d);
+    };
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     if (!e.bPML)
@@ -189,6 +268,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1)
             const bool bIn = fd::InSponge(std::min(r.mRow, std::min(xa, g.nx - 1 - xa)), e.nTaper);
             runs[nCase + (bIn ? 24 : 0)](r, xa, xb);
         };
+        fill();
         if (fd::InSponge(r.mRow, e.nTaper))
             run(x0, x1);
         else
@@ -204,6 +284,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1)
         CellRow<bAni>(s, y, z, x0, x1);
         return;
     }
+    fill();
     int nCase = bSurf ? 12 : 0;
     if (zlo.in || zhi.in)
     {
@@ -242,15 +323,19 @@ bool Sweep(const ani::AniStep& s, const fd::Box& b)
     const int nRowsY = std::max(0, b.y1 - b.y0 + 1);
     const int64_t nRows = (int64_t)std::max(0, b.z1 - b.z0 + 1) * nRowsY;
     unsigned char bOk = 1;   // only ever cleared
-#pragma omp parallel for schedule(static)
-    for (int64_t n = 0; n < nRows; n++)
+#pragma omp parallel
     {
-        const int z = b.z0 + (int)(n / nRowsY), y = b.y0 + (int)(n % nRowsY);
-        Row<bAni>(s, y, z, b.x0, b.x1);
-        if (bCheck && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)]))
+        std::vector<float> buf(bAni ? (size_t)ani::rows::kNumRows * (s.o.e.g.nx + 2) : 0);
+#pragma omp for schedule(static)
+        for (int64_t n = 0; n < nRows; n++)
         {
+            const int z = b.z0 + (int)(n / nRowsY), y = b.y0 + (int)(n % nRowsY);
+            Row<bAni>(s, y, z, b.x0, b.x1, buf.data());
+            if (bCheck && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)]))
+            {
 #pragma omp atomic write
-            bOk = 0;
+                bOk = 0;
+            }
         }
     }
     return bOk != 0;

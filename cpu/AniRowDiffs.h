@@ -1,0 +1,242 @@
+#pragma once
+// The differences of the 21-constant stress step, a row at a time.
+//
+// AniCellTau takes 117 fourth-order differences per cell: the nine plain
+// ones and the four behind each of the 27 averages. Every one of them is a
+// D- of one velocity along one axis at some index offset (a D+ at i is the
+// D- at i + s: the same operations on the same values), and along a row the
+// one at (dz, dy, dx) for column x is the one at (dz, dy, 0) for column
+// x + dx. So a row needs each distinct (velocity, axis, dz, dy) once, as a
+// row of its own: 40 of them. The averages are then sums of four entries of
+// those rows, taken in the order of AvgPlus / AvgMinus, and each cell gets
+// the bits of the per-cell functions.
+//
+// The tables below are written as AniAvgDerivs and ElaStrainDerivs are;
+// the distinct rows and every look-up are worked out from them at compile
+// time, so the loops over x index with constants only and vectorise.
+
+#include "cpu/AniScheme.h"
+
+#include <utility>
+
+namespace ani
+{
+namespace rows
+{
+
+enum
+{
+    kUx = 0,
+    kUy = 1,
+    kUz = 2
+};
+
+// An index offset in cells.
+struct Off
+{
+    int dz, dy, dx;
+};
+
+constexpr Off operator+(Off a, Off b)
+{
+    return {a.dz + b.dz, a.dy + b.dy, a.dx + b.dx};
+}
+
+constexpr Off operator-(Off a)
+{
+    return {-a.dz, -a.dy, -a.dx};
+}
+
+constexpr Off kO = {0, 0, 0}, kX = {0, 0, 1}, kY = {0, 1, 0}, kZ = {1, 0, 0};
+
+constexpr Off Unit(int axis)
+{
+    return axis == fd::kAxisX ? kX : axis == fd::kAxisY ? kY : kZ;
+}
+
+// One difference as the per-cell code takes it.
+struct Diff
+{
+    int field, axis;
+    bool bPlus;
+    Off o;
+};
+
+// AvgPlus / AvgMinus(f, i, s, a0, a1, b0, b1).
+struct AvgDef
+{
+    int field, axis;
+    bool bPlus;
+    Off a0, a1, b0, b1;
+};
+
+constexpr bool P = true, M = false;
+
+// AniAvgDerivs, in the order of AvgDerivs::v ([axis][k], x axis first).
+constexpr AvgDef kAvgDefs[27] = {
+    // x axis
+    {kUx, fd::kAxisX, P, -kY, kO, -kX, kO},
+    {kUx, fd::kAxisX, P, -kZ, kO, -kX, kO},
+    {kUx, fd::kAxisX, P, -kZ, kO, -kY, kO},
+    {kUy, fd::kAxisX, M, kO, kY, kO, kX},
+    {kUy, fd::kAxisX, M, -kZ, kO, kO, kX},
+    {kUy, fd::kAxisX, M, -kZ, kO, -kY, kO},
+    {kUz, fd::kAxisX, M, kO, kY, kO, kX},
+    {kUz, fd::kAxisX, M, kO, kZ, kO, kX},
+    {kUz, fd::kAxisX, M, kO, kZ, kO, kY},
+    // y axis
+    {kUy, fd::kAxisY, P, -kY, kO, -kX, kO},
+    {kUy, fd::kAxisY, P, -kZ, kO, -kX, kO},
+    {kUy, fd::kAxisY, P, -kZ, kO, -kY, kO},
+    {kUx, fd::kAxisY, M, kO, kY, kO, kX},
+    {kUx, fd::kAxisY, M, -kZ, kO, kO, kX},
+    {kUx, fd::kAxisY, M, -kZ, kO, -kY, kO},
+    {kUz, fd::kAxisY, M, -kY, kO, -kX, kO},
+    {kUz, fd::kAxisY, M, kO, kZ, -kX, kO},
+    {kUz, fd::kAxisY, M, kO, kZ, kO, kY},
+    // z axis
+    {kUz, fd::kAxisZ, P, -kY, kO, -kX, kO},
+    {kUz, fd::kAxisZ, P, -kZ, kO, -kX, kO},
+    {kUz, fd::kAxisZ, P, -kZ, kO, -kY, kO},
+    {kUx, fd::kAxisZ, M, kO, kY, kO, kX},
+    {kUx, fd::kAxisZ, M, kO, kZ, kO, kX},
+    {kUx, fd::kAxisZ, M, kO, kZ, kO, kY},
+    {kUy, fd::kAxisZ, M, -kY, kO, -kX, kO},
+    {kUy, fd::kAxisZ, M, kO, kZ, -kX, kO},
+    {kUy, fd::kAxisZ, M, kO, kZ, kO, kY},
+};
+
+// ElaStrainDerivs: ex, a2, b2, ey, a1, c2, ez, b1, c1 (StrainDerivs order).
+constexpr Diff kPlainDefs[9] = {
+    {kUx, fd::kAxisX, P, kO}, {kUy, fd::kAxisX, M, kO}, {kUz, fd::kAxisX, M, kO},
+    {kUy, fd::kAxisY, P, kO}, {kUx, fd::kAxisY, M, kO}, {kUz, fd::kAxisY, M, kO},
+    {kUz, fd::kAxisZ, P, kO}, {kUx, fd::kAxisZ, M, kO}, {kUy, fd::kAxisZ, M, kO},
+};
+
+// The four differences of an average in the order they are summed.
+constexpr Diff AvgTerm(const AvgDef& a, int n)
+{
+    const Off o = n == 0 ? a.a0 + a.b0 : n == 1 ? a.a0 + a.b1 : n == 2 ? a.a1 + a.b0 : a.a1 + a.b1;
+    return {a.field, a.axis, a.bPlus, o};
+}
+
+// A difference as the D- at an offset.
+constexpr Off MinusOffset(const Diff& d)
+{
+    return d.bPlus ? d.o + Unit(d.axis) : d.o;
+}
+
+// A row of differences and the column shifts it is read at.
+struct RowDef
+{
+    int field, axis, dz, dy;
+    int dxLo, dxHi;
+};
+
+constexpr int kMaxRows = 9 + 4 * 27;
+
+struct RowSet
+{
+    RowDef r[kMaxRows];
+    int n;
+};
+
+constexpr int FindRow(const RowSet& s, const Diff& d)
+{
+    const Off o = MinusOffset(d);
+    for (int k = 0; k < s.n; k++)
+        if (s.r[k].field == d.field && s.r[k].axis == d.axis && s.r[k].dz == o.dz && s.r[k].dy == o.dy)
+            return k;
+    return -1;
+}
+
+constexpr void AddDiff(RowSet& s, const Diff& d)
+{
+    const Off o = MinusOffset(d);
+    int k = FindRow(s, d);
+    if (k < 0)
+    {
+        k = s.n++;
+        s.r[k] = {d.field, d.axis, o.dz, o.dy, o.dx, o.dx};
+    }
+    s.r[k].dxLo = o.dx < s.r[k].dxLo ? o.dx : s.r[k].dxLo;
+    s.r[k].dxHi = o.dx > s.r[k].dxHi ? o.dx : s.r[k].dxHi;
+}
+
+constexpr RowSet CollectRows()
+{
+    RowSet s{};
+    for (const Diff& d : kPlainDefs)
+        AddDiff(s, d);
+    for (const AvgDef& a : kAvgDefs)
+        for (int n = 0; n < 4; n++)
+            AddDiff(s, AvgTerm(a, n));
+    return s;
+}
+
+constexpr RowSet kRows = CollectRows();
+constexpr int kNumRows = kRows.n;
+static_assert(kNumRows == 40, "the 117 differences of a cell fall on 40 rows");
+
+// Where one difference of column x is found: row r at column x + dx.
+struct Tap
+{
+    int r, dx;
+};
+
+constexpr Tap TapOf(const Diff& d)
+{
+    return {FindRow(kRows, d), MinusOffset(d).dx};
+}
+
+// The rows of one row of cells: p[r*s + x] is the difference of row r for
+// column x, for the columns the row is read at. One base and a stride
+// rather than a pointer per row: the row loops then index with loop
+// invariants only, which they vectorise.
+struct DiffRows
+{
+    float* p;
+    int64_t s;
+};
+
+template <int J>
+ONDEX_HD float RowPlain(const float* p, int64_t s, int x)
+{
+    constexpr Tap t = TapOf(kPlainDefs[J]);
+    return p[t.r * s + (x + t.dx)];
+}
+
+template <int J>
+ONDEX_HD float RowAvg(const float* p, int64_t s, int x)
+{
+    constexpr Tap t0 = TapOf(AvgTerm(kAvgDefs[J], 0)), t1 = TapOf(AvgTerm(kAvgDefs[J], 1));
+    constexpr Tap t2 = TapOf(AvgTerm(kAvgDefs[J], 2)), t3 = TapOf(AvgTerm(kAvgDefs[J], 3));
+    const float d = p[t0.r * s + (x + t0.dx)] + p[t1.r * s + (x + t1.dx)] + p[t2.r * s + (x + t2.dx)] +
+                    p[t3.r * s + (x + t3.dx)];
+    return 0.25f * d;
+}
+
+template <int... J>
+ONDEX_HD void RowAvgs(const float* p, int64_t s, int x, AvgDerivs& a, std::integer_sequence<int, J...>)
+{
+    ((a.v[J / 9][J % 9] = RowAvg<J>(p, s, x)), ...);
+}
+
+// The nine plain derivatives and the 27 averages of column x, as
+// ElaStrainDerivs and AniAvgDerivs give them.
+ONDEX_HD void RowDerivs(const float* p, int64_t s, int x, ela::StrainDerivs& d, AvgDerivs& a)
+{
+    d.ex = RowPlain<0>(p, s, x);
+    d.a2 = RowPlain<1>(p, s, x);
+    d.b2 = RowPlain<2>(p, s, x);
+    d.ey = RowPlain<3>(p, s, x);
+    d.a1 = RowPlain<4>(p, s, x);
+    d.c2 = RowPlain<5>(p, s, x);
+    d.ez = RowPlain<6>(p, s, x);
+    d.b1 = RowPlain<7>(p, s, x);
+    d.c1 = RowPlain<8>(p, s, x);
+    RowAvgs(p, s, x, a, std::make_integer_sequence<int, 27>());
+}
+
+} // namespace rows
+} // namespace ani
