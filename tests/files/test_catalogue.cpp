@@ -2,7 +2,6 @@
 // refreshed; rotation and the catalogue orderings.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 
 #include "files/SdsPC.h"
 #include "files_test_util.h"
