@@ -148,14 +148,6 @@ protected:
     std::unique_ptr<COndexApp> m_app;
 };
 
-TEST_F(ReadTask, MissingFile)
-{
-    ClearLog();
-    EXPECT_EQ(m_app->ReadTask("runtask.ini"), -1);
-    EXPECT_TRUE(LogHas("The job specification file 'runtask.ini' is not read!\n\n"));
-    EXPECT_TRUE(LogHas("The computation is stopped.\n"));
-}
-
 struct TaskTypeCase
 {
     const char* line;
