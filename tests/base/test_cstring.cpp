@@ -1,7 +1,6 @@
 #include "base/CString.h"
 #include "common/TestUtil.h"
 
-#include <cstring>
 #include <string>
 
 namespace
@@ -55,22 +54,14 @@ TEST(CStringTest, SubstringsTable)
     } cases[] = {
         {"Mid(0,3)", s.Mid(0, 3), "str"},
         {"Mid(5,10) clamps", s.Mid(5, 10), "g2"},
-        {"Mid(6,1)", s.Mid(6, 1), "2"},
-        {"Mid(7,1) at end", s.Mid(7, 1), ""},
         {"Mid(8,1) behind end", s.Mid(8, 1), ""},
-        {"Mid(2,0)", s.Mid(2, 0), ""},
         {"Mid(3,-1)", s.Mid(3, -1), ""},
         {"Mid(-1,2) from 0", s.Mid(-1, 2), "st"},
         {"Mid(3)", s.Mid(3), "ing2"},
-        {"Mid(7)", s.Mid(7), ""},
-        {"Left(0)", s.Left(0), ""},
         {"Left(3)", s.Left(3), "str"},
-        {"Left(7)", s.Left(7), "string2"},
         {"Left(100)", s.Left(100), "string2"},
         {"Left(-2)", s.Left(-2), ""},
-        {"Right(0)", s.Right(0), ""},
         {"Right(2)", s.Right(2), "g2"},
-        {"Right(7)", s.Right(7), "string2"},
         {"Right(50)", s.Right(50), "string2"},
         {"Right(-1)", s.Right(-1), ""},
     };
@@ -88,20 +79,16 @@ TEST(CStringTest, FindTable)
         int expected;
     } cases[] = {
         {"Find('a')", s.Find('a'), 0},
-        {"Find('c')", s.Find('c'), 2},
         {"Find('z')", s.Find('z'), -1},
         {"Find('\\0')", s.Find('\0'), -1},
         {"ReverseFind('a')", s.ReverseFind('a'), 3},
-        {"ReverseFind('c')", s.ReverseFind('c'), 5},
         {"ReverseFind('z')", s.ReverseFind('z'), -1},
         {"Find(\"bc\")", s.Find("bc"), 1},
-        {"Find(\"abcabc\")", s.Find("abcabc"), 0},
         {"Find(\"abcabcd\")", s.Find("abcabcd"), -1},
         {"Find(\"cab\")", s.Find("cab"), 2},
         {"Find(\"\")", s.Find(""), 0},
         {"Find(null)", s.Find((const char*)nullptr), -1},
         {"empty Find('a')", CString().Find('a'), -1},
-        {"empty ReverseFind('a')", CString().ReverseFind('a'), -1},
         {"empty Find(\"a\")", CString().Find("a"), -1},
     };
     for (const Case& c : cases)

@@ -79,27 +79,14 @@ TEST_F(SigTest, TextsOfTheSignals)
         int sig, code;
         const char* text;
     } cases[] = {
-        {1, 0, "The terminal was disconnected."},
         {2, 0, "Error: Interrupt!"},
-        {4, 0, "Error: Illegal instruction - invalid function image."},
-        {5, 0, "User breakpoint encounter."},
-        {6, 0, "Error: Abnormal termination triggered by abort call."},
-        {7, 0, "Invalid pointer!"},
         {8, 1, "Floating point error: integer division by zero."},
-        {8, 2, "Floating point error: integer overflow."},
         {8, 3, "Floating point error: floating point division by zero."},
-        {8, 4, "Floating point error: floating pint overflow."},
-        {8, 5, "Floating point error: floating point underflow."},
-        {8, 6, "Floating point error: floating point inexact result."},
-        {8, 7, "Floating point error: invalid floating point operation."},
-        {8, 8, "Floating point error: subscript out of range"},
         {8, 0, "Floating point error."},
         {8, 9, "Floating point error."},
         {11, 0, "Error: Segment violation."},
         {15, 0, "Error: Software termination signal from kill."},
-        {31, 0, "Bad system call."},
         {3, 0, ""},    // not in the table: only the first line
-        {10, 5, ""},
     };
     for (const Case& c : cases)
     {
@@ -124,7 +111,6 @@ TEST_F(SigTest, InstalledHandlerLogsAndEnds)
     } cases[] = {
         {SIGTERM, false, "Signal 15(0)!\nError: Software termination signal from kill.\n"},
         {SIGSEGV, false, "Signal 11(0)!\nError: Segment violation.\n"},
-        {SIGINT, false, "Signal 2(0)!\nError: Interrupt!\n"},
         {SIGHUP, true, ""},
         {SIGTERM, true, ""},
     };

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <ftw.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -101,6 +102,22 @@ public:
 private:
     std::string m_path, m_old;
 };
+
+// Runs a shell command; its stdout and stderr go to out. The exit status,
+// or -1 when it did not exit normally.
+inline int Run(const std::string& cmd, std::string& out)
+{
+    out.clear();
+    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
+    if (!p)
+        return -1;
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
+        out.append(buf, n);
+    const int st = pclose(p);
+    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+}
 
 // Redirects fd 1 into a temporary file until Stop().
 class StdoutCapture

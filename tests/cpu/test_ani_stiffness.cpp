@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 #include "AniBox.h"
@@ -48,7 +47,6 @@ TEST(AniStiffness, SnappingCachingAndRefusals)
     const FillCase cases[] = {
         {"103 tilt 44 is no tilt", 103, 0.2f, 0.1f, 0.15f, 44.0f, 0.0f, 0, 0.0f},
         {"103 tilt 46 is 90", 103, 0.2f, 0.1f, 0.15f, 46.0f, 0.0f, 0, 90.0f},
-        {"103 tilt 100 is 90", 103, 0.2f, 0.1f, 0.15f, 100.0f, 0.0f, 0, 90.0f},
         {"103 tilt -30 wraps to 150, no tilt", 103, 0.2f, 0.1f, 0.15f, -30.0f, 0.0f, 0, 0.0f},
         {"104 tilted", 104, 0.4f, -0.1f, 0.1f, 45.0f, 30.0f, 0, nan},
         {"negative epsilon", 104, -0.6f, 0.0f, 0.0f, 0.0f, 0.0f, -108, nan},
@@ -56,7 +54,6 @@ TEST(AniStiffness, SnappingCachingAndRefusals)
         {"delta far above epsilon", 104, 0.0f, 2.0f, 0.0f, 20.0f, 0.0f, -108, nan},
         {"tilt not a number", 104, 0.1f, 0.1f, 0.1f, nan, 0.0f, -108, nan},
         {"tilt beyond a turn", 104, 0.1f, 0.1f, 0.1f, 400.0f, 0.0f, -108, nan},
-        {"delta not a number", 103, 0.1f, nan, 0.1f, 0.0f, 0.0f, -108, nan},
     };
     for (const FillCase& c : cases)
     {

@@ -1,7 +1,6 @@
-// The GPU engine's host side, checked without a device: the memory report
-// against the formulas worked out by hand, the error texts, the version
-// numbers, the choice of the device with made-up machines, and the refusals
-// of a shot that does not fit.
+// The GPU engine's host side, checked without a device: the error texts,
+// the choice of the device with made-up machines, and the refusals of a
+// shot that does not fit.
 
 #include <gtest/gtest.h>
 
@@ -18,40 +17,6 @@
 
 namespace
 {
-// A 64^3 grid is exactly 1 MB a grid; 512 receivers by 512 samples exactly
-// 1 MB a component; the plane is 1/64 MB; a PML of 10 cells has S = 122880
-// cells (3.75 MB of host profiles, u * 0.46875 MB on the device); a 32^3
-// time cube is 0.125 MB.
-TEST(CudaMemory, ReportTermsMatchTheFormulas)
-{
-    struct Row
-    {
-        const char* pszName;
-        int nMethod;
-        bool bQ;
-        int L, W, nTime;
-        int nM, nP;
-        double dHost, dDevice;
-    } rows[] = {
-        {"acoustic", 101, false, 0, 0, 0, 2, 4, 2 + 2 + 1.0 / 64, 2 + 4 + 4},
-        {"acoustic Q PML time", 101, true, 0, 10, 1, 3, 4, 3 + 2 + 1.0 / 64 + 3.75 + 0.125, 3 + 4 + 4 + 5.625 + 0.25},
-        {"visco PML two fields", 102, true, 2, 10, 3, 3, 9, 3 + 6 + 2 + 1.0 / 64 + 3.75 + 0.125,
-         3 + 9 + 18 + 4 + 9.375 + 0.5},
-        {"orthorhombic", 103, false, 0, 0, 0, 10, 9, 10 + 2 + 1.0 / 64, 10 + 9 + 4},
-        {"anisotropic PML", 104, false, 0, 10, 0, 22, 9, 22 + 2 + 1.0 / 64 + 3.75, 22 + 9 + 4 + 17.8125},
-    };
-    for (const Row& r : rows)
-    {
-        SCOPED_TRACE(r.pszName);
-        const SCudaMemory m = CudaMemoryEstimate(r.nMethod, r.bQ, r.L, 64, 64, 64, 512, 512, r.W, r.nTime, 32, 32, 32);
-        EXPECT_EQ(r.nM, m.nM);
-        EXPECT_EQ(r.nP, m.nP);
-        EXPECT_DOUBLE_EQ(1.0, m.G);
-        EXPECT_DOUBLE_EQ(r.dHost, m.dHost);
-        EXPECT_DOUBLE_EQ(r.dDevice, m.dDevice);
-    }
-}
-
 TEST(CudaErrors, ExplainFormsAndPlaces)
 {
     EXPECT_STREQ("Error 0: cudaSuccess:\nSuccess!\n", CUDA_Error_Explain(0, nullptr));
@@ -74,15 +39,6 @@ TEST(CudaErrors, ExplainFormsAndPlaces)
         EXPECT_EQ(n, CUDA_ErrorCodeByName(s.substr(b, c - b).c_str())) << s;
     }
     EXPECT_EQ(-1, CUDA_ErrorCodeByName("cudaErrorIllegalAddress"));
-}
-
-TEST(CudaVersions, CodesAsNumbers)
-{
-    EXPECT_DOUBLE_EQ(4.2, CUDA_VersionNumber(4, 20));
-    EXPECT_DOUBLE_EQ(4.0, CUDA_VersionNumber(4, 0));
-    EXPECT_DOUBLE_EQ(3.2, CUDA_VersionNumber(3, 20));
-    EXPECT_DOUBLE_EQ(2.1, CUDA_VersionNumber(2, 1));
-    EXPECT_DOUBLE_EQ(13.0, CUDA_VersionNumber(13, 0));
 }
 
 // Made-up machines for the choice of the device.

@@ -5,7 +5,6 @@
 #include "Engine1DTestUtil.h"
 
 #include <algorithm>
-#include <sys/wait.h>
 
 namespace
 {
@@ -54,9 +53,8 @@ TEST(Run1D, ProgramWritesBothGathers)
                                       "PML = 1\n[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.3\ndt = 0.002\n"
                                       "[Mesh]\ndx = 2\ndt = 0.0004\n[Source]\nType = 0\nFrequency = 15\nSignal = 1\n"
                                       "[optimization]\nthreads per process = 2\n"));
-    const int st = system(("'" + kProgram + "' > out.txt 2>&1").c_str());
-    ASSERT_TRUE(WIFEXITED(st));
-    ASSERT_EQ(WEXITSTATUS(st), 0) << testutil::ReadFile("out.txt");
+    std::string out;
+    ASSERT_EQ(testutil::Run("'" + kProgram + "'", out), 0) << out;
 
     const int nSamples = (int)(0.3 / dRecDt + 0.5) + 1;
     const double tStart = twin.m_calc.m_tStart;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -101,8 +102,6 @@ TEST(Assembly, AcousticCoefficients)
     f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
     f.app.m_strModelD = f.Cube("rho.sgy", RhoOf);
     ASSERT_EQ(0, f.eng.InitModel());
-    const float c1 = (float)((1.0 / 10.0) * 0.001 / 15000.0);
-    const float c2 = (float)((1.0 / 10.0) * 0.001 * 15000.0);
     for (int z = 0; z < f.NZ; z += 3)
         for (int y = 0; y < f.NY; y += 2)
             for (int x = 0; x < f.NX; x++)
@@ -119,8 +118,6 @@ TEST(Assembly, AcousticCoefficients)
                 // rho * vp^2 * (dt/dx) / K and (dt/dx) * K / rho.
                 EXPECT_NEAR(r * v * v * 1e-4 / 15000.0, f.vp[n], 1e-5 * f.vp[n]) << x;
                 EXPECT_NEAR(1e-4 * 15000.0 / r, f.rho[n], 1e-6) << x;
-                EXPECT_EQ(v * v * r * c1, f.vp[n]);
-                EXPECT_EQ(c2 / r, f.rho[n]);
             }
     // The sponge table: 0 at the face, rising inward.
     EXPECT_EQ(0.0f, f.eng.m_fTaper[0]);
@@ -154,36 +151,25 @@ TEST(Assembly, AttenuationFactor)
 
 TEST(Assembly, Refusals)
 {
+    auto Vp = [](AssemblyFixture& f) { f.app.m_strModelPW = f.Cube("vp.sgy", VpOf); };
+    const struct
     {
-        AssemblyFixture f(102);
-        f.eng.m_pVs = nullptr;
-        EXPECT_EQ(-2, f.eng.InitModel());
-    }
+        int nMethod, nExpected;
+        std::function<void(AssemblyFixture&)> setup;
+    } cases[] = {
+        {102, -2, [](AssemblyFixture& f) { f.eng.m_pVs = nullptr; }},
+        {101, -2, [](AssemblyFixture& f) { f.eng.m_pRho = nullptr; }},
+        {103, -2, Vp},   // no stiffness grids allocated
+        {104, -2, Vp},
+        {102, -1, [&](AssemblyFixture& f) { f.eng.m_nViscoL = 2; Vp(f); }},   // no grid for the mechanisms
+        {101, -3, [](AssemblyFixture& f) { f.app.m_strModelPW = (f.dir / "none.sgy").c_str(); }},
+        {101, -107, [](AssemblyFixture&) {}},   // no P velocity file
+    };
+    for (const auto& c : cases)
     {
-        AssemblyFixture f(101);
-        f.eng.m_pRho = nullptr;
-        EXPECT_EQ(-2, f.eng.InitModel());
-    }
-    for (int nMethod : {103, 104})
-    {
-        AssemblyFixture f(nMethod);
-        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
-        EXPECT_EQ(-2, f.eng.InitModel()) << "no stiffness grids allocated";
-    }
-    {
-        AssemblyFixture f(102);
-        f.eng.m_nViscoL = 2;
-        f.app.m_strModelPW = f.Cube("vp.sgy", VpOf);
-        EXPECT_EQ(-1, f.eng.InitModel()) << "no grid for the relaxation mechanisms";
-    }
-    {
-        AssemblyFixture f(101);
-        f.app.m_strModelPW = (f.dir / "none.sgy").c_str();
-        EXPECT_EQ(-3, f.eng.InitModel());
-    }
-    {
-        AssemblyFixture f(101);
-        EXPECT_EQ(-107, f.eng.InitModel());   // no P velocity file
+        AssemblyFixture f(c.nMethod);
+        c.setup(f);
+        EXPECT_EQ(c.nExpected, f.eng.InitModel()) << c.nMethod;
     }
 }
 

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -46,11 +46,6 @@ const SRow kRows[] = {
     {"tilted 21 constants, viscoelastic, PML invisible", 104, true, 0, 2, {2}},
     {"tilted 21 constants sponge free", 104, false, 1, 0, {3}},
 };
-
-std::string Slurp(const std::string& f)
-{
-    return testutil::ReadFile(f);
-}
 
 // A layered earth; with a free surface its top 30 m are air, so that the
 // source and the receivers above walk down to the rock. bFast puts a layer
@@ -124,28 +119,18 @@ std::string Job(const SRow& row, const std::string& strGroup, double t1)
 // status, or -1 when it was killed or timed out.
 int RunProgram(const std::string& dir, int n, std::string& strOut)
 {
-    const std::string cmd = "cd '" + dir + "' && rm -rf res && mkdir res && timeout 90 mpiexec -n " +
-                            std::to_string(n) + " '" + kProgram + "' > out.txt 2>&1";
-    const int st = system(cmd.c_str());
-    strOut = Slurp(dir + "/out.txt");
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    return testutil::Run("cd '" + dir + "' && rm -rf res && mkdir res && timeout 90 mpiexec -n " +
+                             std::to_string(n) + " '" + kProgram + "'",
+                         strOut);
 }
 
 std::vector<std::string> ResultFiles(const std::string& dir)
 {
+    std::string out, s;
+    testutil::Run("ls '" + dir + "/res'", out);
     std::vector<std::string> v;
-    const std::string cmd = "ls '" + dir + "/res'";
-    FILE* p = popen(cmd.c_str(), "r");
-    char line[512];
-    while (p && fgets(line, sizeof(line), p))
-    {
-        std::string s(line);
-        if (!s.empty() && s.back() == '\n')
-            s.pop_back();
+    for (std::istringstream in(out); std::getline(in, s);)
         v.push_back(s);
-    }
-    if (p)
-        pclose(p);
     return v;
 }
 
@@ -191,7 +176,7 @@ TEST(DepthGroupRuns, GroupsWriteWhatOneProcessWrites)
         int nFrames = 0;
         for (const std::string& f : vFiles)
         {
-            vOne.push_back(Slurp(dir / ("res/" + f)));
+            vOne.push_back(testutil::ReadFile(dir / ("res/" + f)));
             CSdsPC film;
             if (f.size() > 4 && f.substr(f.size() - 4) == ".vmg" && film.OnOpen((dir / ("res/" + f)).c_str(), 0))
                 nFrames = film.m_nTraceCount;
@@ -226,7 +211,7 @@ TEST(DepthGroupRuns, GroupsWriteWhatOneProcessWrites)
                 << strOut;
             for (size_t i = 0; i < vFiles.size(); i++)
             {
-                const std::string s = Slurp(dir / ("res/" + vFiles[i]));
+                const std::string s = testutil::ReadFile(dir / ("res/" + vFiles[i]));
                 if (vFiles[i].find(".vmg") != std::string::npos)
                 {
                     // The film of a group is sampled at 15 m, that of one
@@ -260,7 +245,7 @@ TEST(DepthGroupRuns, FailingMemberStopsTheJob)
     EXPECT_NE(0, nStatus) << strOut;
     EXPECT_NE(124, nStatus) << "a rank was left waiting\n" << strOut;
     EXPECT_NE(std::string::npos, strOut.find("Simulation failed!")) << strOut;
-    const std::string strLog = Slurp(dir / "Ondex-2.log");
+    const std::string strLog = testutil::ReadFile(dir / "Ondex-2.log");
     EXPECT_NE(std::string::npos, strLog.find("The calculation scheme is unstable")) << strLog;
 }
 

@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
-#include <unistd.h>
 
 #include "FakeEngine.h"
 #include "common/TestUtil.h"

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 #include <string>
 #include <vector>
@@ -88,36 +87,6 @@ TEST(ModelLoad, FileIsSpreadIntoTheStrips)
             }
 }
 
-struct ThresholdCase
-{
-    int nComponent;
-    float fLow, fHigh;      // values in the file
-    float fLowExpected;     // what the low value becomes
-};
-
-TEST(ModelLoad, Failures)
-{
-    LoadFixture f;
-    EXPECT_EQ(-106, f.eng.LoadModelComponent(3, "x.sgy", nullptr, f.dest.data(), f.scratch.data()));
-    EXPECT_EQ(-106, f.eng.LoadModelComponent(-1, "x.sgy", nullptr, f.dest.data(), f.scratch.data()));
-    EXPECT_EQ(-107, f.eng.LoadModelComponent(0, "", nullptr, f.dest.data(), f.scratch.data()));
-    EXPECT_EQ(-107, f.eng.LoadModelComponent(100, nullptr, nullptr, f.dest.data(), f.scratch.data()));
-    EXPECT_EQ(-3, f.eng.LoadModelComponent(0, (f.dir / "missing.sgy").c_str(), nullptr, f.dest.data(),
-                                          f.scratch.data()));
-    // A file that is no seismic file.
-    ASSERT_TRUE(model_test::WriteText(f.dir / "text.sgy", "not a SEG-Y file at all\n"));
-    EXPECT_EQ(-3, f.eng.LoadModelComponent(0, (f.dir / "text.sgy").c_str(), nullptr, f.dest.data(),
-                                          f.scratch.data()));
-    // A model that lies wholly beside the grid: nothing to read.
-    const std::string away = f.dir / "away.sgy";
-    ASSERT_TRUE(model_test::WriteCube(away, 6, 5, 6, 10.0, 5000, 5000, 0, Smooth));
-    EXPECT_EQ(-3, f.eng.LoadModelComponent(0, away.c_str(), nullptr, f.dest.data(), f.scratch.data()));
-    // A grid too small to hold anything besides its strips.
-    const std::string file = f.Cube("vp.sgy", Smooth);
-    f.eng.m_nx = 2 * f.N;
-    EXPECT_EQ(-3, f.eng.LoadModelComponent(0, file.c_str(), nullptr, f.dest.data(), f.scratch.data()));
-}
-
 // The lines a load prints: the block size, each failure's words with the
 // component's label, and the shear warning once per file.
 TEST(ModelLoad, MessagesNameTheComponent)
@@ -148,6 +117,15 @@ TEST(ModelLoad, MessagesNameTheComponent)
     const std::string away = f.dir / "away.sgy";
     ASSERT_TRUE(model_test::WriteCube(away, 6, 5, 6, 10.0, 5000, 5000, 0, Smooth));
     EXPECT_NE(std::string::npos, Run(0, away, nullptr, -3).find("Error! Unable to load P-Wave Velocity model buffer!\n"));
+    Run(-1, "x.sgy", nullptr, -106);
+    Run(0, "", nullptr, -107);
+    // A file that is no seismic file; a grid holding nothing besides its strips.
+    ASSERT_TRUE(model_test::WriteText(f.dir / "text.sgy", "not a SEG-Y file at all\n"));
+    Run(0, f.dir / "text.sgy", nullptr, -3);
+    const std::string vp = f.Cube("vp.sgy", Smooth);
+    f.eng.m_nx = 2 * f.N;
+    Run(0, vp, nullptr, -3);
+    f.eng.m_nx = f.NX;
 
     // Many cells over the limit, one warning; the block size line first.
     const std::string vs = f.Cube("vs.sgy", [](double, double, double) { return 1900.0f; });

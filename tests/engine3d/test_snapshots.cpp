@@ -143,23 +143,6 @@ TEST(Snapshot2D, FilmRowsTimesAndSamples)
     }
 }
 
-// A film that cannot be written stops the shot with 1; a grid missing 1 with
-// -1; a user area one sample deep cannot make a film.
-TEST(Snapshot2D, FailuresGiveTheirCodes)
-{
-    TempDir dir;
-    FilmEngine fe;
-    CCalc3D_OMP& e = fe.e;
-    ASSERT_EQ(0, mkdir((dir / "blocked.vmg").c_str(), 0755));
-    EXPECT_EQ(1, e.AppendVmg2DSnapshot((dir / "blocked.vmg").c_str(), 'X', "ZXYC", 10, false));
-    EXPECT_EQ(1, e.AppendVmg2DSnapshot((dir / "deep.vmg").c_str(), 'X', "ZXYC", 500, false));
-    EXPECT_FALSE(FileExists(dir / "deep.vmg"));
-    float* pUy = e.m_pUy;
-    e.m_pUy = nullptr;
-    EXPECT_EQ(-1, e.AppendVmg2DSnapshot((dir / "s.vmg").c_str(), 'X', "ZXYC", 10, false));
-    e.m_pUy = pUy;
-}
-
 // A cube written through the cube writer reads back, through our reader, as
 // the cube the engine handed over (to the precision of the IBM floats of the
 // file); segyio reads the same samples, at the positions of the user area.
@@ -327,8 +310,8 @@ JobRun RunJob(const std::string& dir, int n, double t1, const std::vector<double
         || !model_test::WriteCube(dir + "/rho.sgy", n, n, n, kDx, 0, 0, 0, rho)
         || !model_test::WriteText(dir + "/survey.txt", survey) || !model_test::WriteText(dir + "/runtask.ini", job))
         return r;
-    const int st = system(("cd '" + dir + "' && '" + kProgram + "' > out.txt 2>&1").c_str());
-    r.nStatus = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    std::string out;
+    r.nStatus = testutil::Run("cd '" + dir + "' && '" + kProgram + "'", out);
     r.strLog = ReadFile(dir + "/Ondex-0.log");
     return r;
 }
@@ -403,7 +386,6 @@ TEST_F(SnapshotRun, WavefrontAtRadiusCtInFilmAndCube)
     ASSERT_EQ(2, f.h.n3);
     EXPECT_FLOAT_EQ(0.035f, f.h.rT0);
     EXPECT_FLOAT_EQ(0.06f, f.h.rT1);
-    double dWorst = 0;
     for (int k = 0; k < 2; k++)
     {
         const double ct = kC * SnapshotTime(0.035 + 0.025 * k, f0);
@@ -417,12 +399,9 @@ TEST_F(SnapshotRun, WavefrontAtRadiusCtInFilmAndCube)
                 return (1 - fw) * ((1 - fu) * f.At(k, j, i, 3) + fu * f.At(k, j, i + 1, 3))
                        + fw * ((1 - fu) * f.At(k, j + 1, i, 3) + fu * f.At(k, j + 1, i + 1, 3));
             };
-            const double r0 = ZeroRadius(value, ct);
-            dWorst = std::max(dWorst, fabs(r0 - ct));
-            EXPECT_NEAR(ct, r0, kDx) << "film row " << k << " angle " << a * 15;
+            EXPECT_NEAR(ct, ZeroRadius(value, ct), kDx) << "film row " << k << " angle " << a * 15;
         }
     }
-    printf("film: wavefront within %.2f m of c*t (24 directions, 2 rows)\n", dWorst);
 
     // Cube at 50 ms, read through our reader: 41^3 samples on the nodes.
     CSdsPC cube;
@@ -434,8 +413,6 @@ TEST_F(SnapshotRun, WavefrontAtRadiusCtInFilmAndCube)
     for (int t = 0; t < n * n; t++)
         ASSERT_TRUE(cube.GetTrace(t, c.data() + (size_t)t * n, n));   // trace t = iy * n + ix, depth fastest
     auto at = [&](int ix, int iy, int iz) { return (double)c[((size_t)iy * n + ix) * n + iz]; };
-    dWorst = 0;
-    int nRays = 0;
     for (int dz = -1; dz <= 1; dz++)
         for (int dy = -1; dy <= 1; dy++)
             for (int dx = -1; dx <= 1; dx++)
@@ -457,12 +434,8 @@ TEST_F(SnapshotRun, WavefrontAtRadiusCtInFilmAndCube)
                     }
                     return s;
                 };
-                const double r0 = ZeroRadius(value, ct);
-                dWorst = std::max(dWorst, fabs(r0 - ct));
-                EXPECT_NEAR(ct, r0, kDx) << "ray " << dx << "," << dy << "," << dz;
-                nRays++;
+                EXPECT_NEAR(ct, ZeroRadius(value, ct), kDx) << "ray " << dx << "," << dy << "," << dz;
             }
-    printf("cube: wavefront within %.2f m of c*t (%d directions)\n", dWorst, nRays);
 }
 
 // Every second shot of three keeps a film; the merged file holds their frames.

@@ -4,12 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>

@@ -8,7 +8,6 @@
 #include <climits>
 #include <cmath>
 #include <vector>
-#include <memory>
 #include <string>
 
 #include "FakeEngine.h"
@@ -119,52 +118,42 @@ TEST(TimeLoop, StepCountAndSignalSteps)
     }
 }
 
-// A scheme that finds a NaN in its field reports -150: the loop stops at
-// once, after the time has advanced, and nothing more of that step happens.
-TEST(TimeLoop, InstabilityStopsTheShot)
-{
-    LoopFixture f(103, 0.0, 1.0, 0.125);
-    f.eng->m_nTimeField = 1;
-    f.eng->m_nNaNStep = 3;
-    EXPECT_EQ(-150, f.eng->CalculateShared());
-    EXPECT_EQ(4u, f.eng->Calls("OrtTau").size());
-    EXPECT_EQ(3u, f.eng->Calls("Record").size());      // steps 0..2
-    EXPECT_EQ(1u, f.eng->Calls("TimeField").size());   // step 0 only
-    EXPECT_EQ("OrtTau", f.eng->m_vCalls.back().strName);
-    EXPECT_DOUBLE_EQ(0.5, f.eng->m_tCur);
-}
-
-TEST(TimeLoop, SchemeFailureInTheMiddleReturnsItsCode)
+// A failing step ends the shot with its code, once the loop time has moved
+// past it: a NaN the scheme finds (-150), a failing stress step, signal or
+// recording; nothing more of that step happens.
+TEST(TimeLoop, FailuresStopTheShotWithTheirCode)
 {
     struct Case
     {
-        int nCode;
-    } cases[] = {{-150}, {-7}, {3}};
+        int nType, nNaN, nFail, nCode, nApply, nRecord;
+        const char* pszOp;   // counted, and the last call after a failing stress step
+        size_t nOps, nRecords;
+    } cases[] = {
+        {103, 3, -1, 0, 0, 0, "OrtTau", 4, 3},   {104, -1, 3, -150, 0, 0, "AniTau", 4, 3},
+        {104, -1, 3, -7, 0, 0, "AniTau", 4, 3},  {104, -1, 3, 3, 0, 0, "AniTau", 4, 3},
+        {101, -1, -1, 0, -9, 0, "AcoU", 0, 0},   {101, -1, -1, 0, 0, -4, "AcoU", 1, 1},
+    };
     for (const Case& c : cases)
     {
-        SCOPED_TRACE(c.nCode);
-        LoopFixture f(104, 0.0, 1.0, 0.125);
-        f.eng->m_nFailStep = 3;
+        SCOPED_TRACE(c.pszOp + std::to_string(c.nCode + c.nApply + c.nRecord));
+        LoopFixture f(c.nType, 0.0, 1.0, 0.125);
+        f.eng->m_Signal.m_nLen = 3;
+        f.eng->m_nTimeField = 1;
+        f.eng->m_nNaNStep = c.nNaN;
+        f.eng->m_nFailStep = c.nFail;
         f.eng->m_nFailCode = c.nCode;
-        EXPECT_EQ(c.nCode, f.eng->CalculateShared());
-        EXPECT_EQ(4u, f.eng->Calls("AniTau").size());
-        EXPECT_EQ(3u, f.eng->Calls("Record").size());   // steps 0..2 only
-        EXPECT_DOUBLE_EQ(0.5, f.eng->m_tCur);           // advanced after the failed step too
+        f.eng->m_nApplyFail = c.nApply;
+        f.eng->m_nRecordFail = c.nRecord;
+        EXPECT_EQ(c.nNaN >= 0 ? -150 : c.nCode + c.nApply + c.nRecord, f.eng->CalculateShared());
+        EXPECT_EQ(c.nOps, f.eng->Calls(c.pszOp).size());
+        EXPECT_EQ(c.nRecords, f.eng->Calls("Record").size());
+        if (c.nOps == 4)
+        {
+            EXPECT_EQ(c.pszOp, f.eng->m_vCalls.back().strName);
+            EXPECT_EQ(1u, f.eng->Calls("TimeField").size());   // step 0 only
+            EXPECT_DOUBLE_EQ(0.5, f.eng->m_tCur);
+        }
     }
-}
-
-TEST(TimeLoop, ApplySignalAndRecordFailuresStop)
-{
-    LoopFixture f(101, 0.0, 1.0, 0.125);
-    f.eng->m_Signal.m_nLen = 3;
-    f.eng->m_nApplyFail = -9;
-    EXPECT_EQ(-9, f.eng->CalculateShared());
-    EXPECT_TRUE(f.eng->Calls("AcoU").empty());
-
-    LoopFixture g(101, 0.0, 1.0, 0.125);
-    g.eng->m_nRecordFail = -4;
-    EXPECT_EQ(-4, g.eng->CalculateShared());
-    EXPECT_EQ(1u, g.eng->Calls("AcoU").size());
 }
 
 // A terminate message of the boss (tag 41) ends the shot before anything of

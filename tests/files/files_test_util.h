@@ -85,8 +85,8 @@ inline uint32_t ToIBM(double v)
 struct RawTrace {
     std::vector<float> samples;
     int srcX = 0, srcY = 0, recX = 0, recY = 0;  // stored integers
-    int srcElev = 0, recElev = 0;
-    int coorScaler = 1, elevScaler = 1;
+    int srcElev = 0, recElev = 0, sourcePoint = 1, inl = 0, xl = 0;
+    int coorScaler = 1;
     int traceId = 1;   // 2 = dead
     int ns = -1;       // samples field at 114; -1: the sample count
     int record = 0, channel = 0;
@@ -98,10 +98,6 @@ struct RawSgy {
     int ns = 0;          // file header samples
     int interval = 2000; // file header interval (micro units)
     int nTracesField = 0;
-    int measurement = 1;
-    bool vendor = false;   // put the vendor text (EBCDIC) and a private block
-    int privStart = 0, privUnit = 0, privComp = 0;
-    float privScale = 0.0f;
     std::vector<RawTrace> traces;
 };
 
@@ -117,33 +113,10 @@ inline void EncodeSample(std::vector<unsigned char>& b, size_t off, float v, int
     }
 }
 
-inline int SampleBytes(int format)
-{
-    return format == 3 ? 2 : 4;
-}
-
-// EBCDIC of letters, digits, blank and '.', enough for the vendor text.
-inline unsigned char ToEbcdic(char c)
-{
-    if (c >= 'a' && c <= 'i') return (unsigned char)(0x81 + (c - 'a'));
-    if (c >= 'j' && c <= 'r') return (unsigned char)(0x91 + (c - 'j'));
-    if (c >= 's' && c <= 'z') return (unsigned char)(0xA2 + (c - 's'));
-    if (c >= 'A' && c <= 'I') return (unsigned char)(0xC1 + (c - 'A'));
-    if (c >= 'J' && c <= 'R') return (unsigned char)(0xD1 + (c - 'J'));
-    if (c >= 'S' && c <= 'Z') return (unsigned char)(0xE2 + (c - 'S'));
-    if (c >= '0' && c <= '9') return (unsigned char)(0xF0 + (c - '0'));
-    if (c == '.') return 0x4B;
-    return 0x40;
-}
-
 inline std::vector<unsigned char> BuildSgy(const RawSgy& s)
 {
     std::vector<unsigned char> b(3600, 0);
     for (int i = 0; i < 3200; i++) b[i] = 0x40;
-    if (s.vendor) {
-        const char* t = "C 1 __ Velmoran Technologies Inc. __";
-        for (size_t i = 0; t[i]; i++) b[i] = ToEbcdic(t[i]);
-    }
     const bool be = s.bigEndian;
     Put32(b, 3200, 1, be);
     Put16(b, 3212, s.nTracesField ? s.nTracesField : (int)s.traces.size(), be);
@@ -152,14 +125,8 @@ inline std::vector<unsigned char> BuildSgy(const RawSgy& s)
     Put16(b, 3220, s.ns, be);
     Put16(b, 3222, s.ns, be);
     Put16(b, 3224, s.format, be);
-    Put16(b, 3254, s.measurement, be);
-    if (s.vendor) {
-        Put16(b, 3590, s.privComp, be);
-        PutF32(b, 3592, s.privScale, be);
-        Put16(b, 3596, s.privUnit, be);
-        Put16(b, 3598, s.privStart, be);
-    }
-    const int sb = SampleBytes(s.format);
+    Put16(b, 3254, 1, be);
+    const int sb = s.format == 3 ? 2 : 4;
     for (size_t k = 0; k < s.traces.size(); k++) {
         const RawTrace& t = s.traces[k];
         size_t base = b.size();
@@ -167,11 +134,11 @@ inline std::vector<unsigned char> BuildSgy(const RawSgy& s)
         Put32(b, base + 0, (int64_t)k + 1, be);
         Put32(b, base + 8, t.record, be);
         Put32(b, base + 12, t.channel, be);
-        Put32(b, base + 16, 1, be);
+        Put32(b, base + 16, t.sourcePoint, be);
         Put16(b, base + 28, t.traceId, be);
         Put32(b, base + 40, t.recElev, be);
         Put32(b, base + 44, t.srcElev, be);
-        Put16(b, base + 68, t.elevScaler, be);
+        Put16(b, base + 68, 1, be);
         Put16(b, base + 70, t.coorScaler, be);
         Put32(b, base + 72, t.srcX, be);
         Put32(b, base + 76, t.srcY, be);
@@ -179,6 +146,8 @@ inline std::vector<unsigned char> BuildSgy(const RawSgy& s)
         Put32(b, base + 84, t.recY, be);
         Put16(b, base + 114, t.ns >= 0 ? t.ns : (int)t.samples.size(), be);
         Put16(b, base + 116, s.interval, be);
+        Put32(b, base + 188, t.inl, be);
+        Put32(b, base + 192, t.xl, be);
         for (size_t i = 0; i < t.samples.size(); i++)
             EncodeSample(b, base + 240 + i * sb, t.samples[i], s.format, be);
     }
@@ -287,9 +256,6 @@ std::vector<unsigned char> BuildVmgFrame(int n1, int n2, float x0, float x1, flo
     return b;
 }
 
-}  // namespace sdspc_test
-
-namespace ftest {
 
 // A fresh directory that becomes the working directory (the log file
 // "Ondex-0.log" then lands there too) and is removed with its files.
@@ -331,10 +297,6 @@ struct SettingsGuard {
     }
 };
 
-using testutil::FileExists;
-using testutil::ReadBytes;
-using testutil::WriteBytes;
-
 // Big-endian and little-endian reads written out by hand.
 inline int32_t be32(const std::vector<unsigned char>& b, size_t off)
 {
@@ -373,4 +335,6 @@ inline SDS_TRACEINFO Info(float sx, float sy, float sz, float rx, float ry, floa
     return i;
 }
 
-}  // namespace ftest
+}  // namespace sdspc_test
+
+namespace ftest = sdspc_test;

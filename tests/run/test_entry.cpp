@@ -1,9 +1,7 @@
 // The program as a whole: exit status, closing lines, command line shots,
 // a merge task, and several processes under mpiexec.
 #include <cstring>
-#include <memory>
 #include <string>
-#include <sys/wait.h>
 
 #include "RunTestUtil.h"
 #include "engine3d/Calc3D.h"
@@ -29,14 +27,7 @@ protected:
         if (!Exists(kProgram))
             GTEST_SKIP() << "the program is not built: " << kProgram;
     }
-    // Runs a command line in the working directory; stdout and stderr into
-    // out.txt. Returns the exit status (-1 when it did not exit normally).
-    int Run(const std::string& cmd)
-    {
-        const int st = system((cmd + " > out.txt 2>&1").c_str());
-        m_out = ReadFile("out.txt");
-        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
+    int Run(const std::string& cmd) { return testutil::Run(cmd, m_out); }
     // Per-shot gathers of component Z for the given shots, named as the
     // engine names them for this job.
     void WriteShotFiles(int nFirst, int nLast, int nTraces)
@@ -114,16 +105,6 @@ TEST_F(Entry, MergeTaskJoinsTheShotFiles)
     ASSERT_EQ(data.size(), 3600u + 6 * (240 + 24)) << m_merged;
     const unsigned char* h = (const unsigned char*)data.data();
     EXPECT_EQ((h[3212] << 8) | h[3213], 6);
-}
-
-TEST_F(Entry, ShotsBeyondTheFilesAreSkipped)
-{
-    WriteFile("runtask.ini", kMergeJob);
-    WriteShotFiles(1, 1, 2);
-    EXPECT_EQ(Run(kProgram + " x 1 3"), 0) << m_out;
-    EXPECT_TRUE(LogHas(". Skipped.\n"));
-    const std::string data = ReadFile(m_merged.c_str());
-    EXPECT_EQ(data.size(), 3600u + 2 * (240 + 24));
 }
 
 // A merge task without a usable shot range still succeeds, with a warning.

@@ -79,10 +79,8 @@ TEST_F(TaskFile, LookupRules)
 {
     const LookupCase cases[] = {
         {"plain", "[S]\nK = 5\n", "[S]", "K", 0, "5", 1},
-        {"no blanks around =", "[S]\nK=5\n", "[S]", "K", 0, "5", 1},
         {"leading control characters of the value skipped", "[S]\nK =\t  7\n", "[S]", "K", 0, "7", 1},
         {"comment after value keeps blank", "[S]\nK = 3D Acoustic ; c\n", "[S]", "K", 0, "3D Acoustic ", 1},
-        {"empty value", "[S]\nK =\n", "[S]", "K", 0, "", 1},
         {"indented key is not found", "[S]\n  K = 1\n", "[S]", "K", 1, "", 2},
         {"key is a prefix of a longer word", "[S]\nKeyLonger = 3\n", "[S]", "Key", 0, "3", 1},
         {"line without = passed over, next one wins", "[S]\nKey\nKey = 4\n", "[S]", "Key", 0, "4", 2},
@@ -96,9 +94,6 @@ TEST_F(TaskFile, LookupRules)
         {"header with comment still a header", "[Source] ; main\nK = 1\n", "[Source]", "K", 0, "1", 1},
         {"section compared over its own length", "[Sources]\nK = 1\n", "[Source", "K", 0, "1", 1},
         {"case matters", "[S]\nk = 1\n", "[S]", "K", 1, "", 2},
-        {"section case matters", "[s]\nK = 1\n", "[S]", "K", 2, "", 2},
-        {"= far behind the key", "[S]\nK and more words = 9\n", "[S]", "K", 0, "9", 1},
-        {"unbracketed line ends nothing", "[S]\nA = 1\nB = 2\nK = 3\n", "[S]", "K", 0, "3", 3},
         {"any [ ends the section", "[S]\n[broken\nK = 3\n", "[S]", "K", 1, "", 3},
     };
     for (const LookupCase& c : cases)
@@ -108,14 +103,7 @@ TEST_F(TaskFile, LookupRules)
         char buf[256];
         strcpy(buf, "untouched");
         EXPECT_EQ(get_parameter_string(lines, c.section, c.key, buf, sizeof(buf)), c.result);
-        if (c.result == 0)
-        {
-            EXPECT_EQ(std::string(buf), c.value);
-        }
-        else
-        {
-            EXPECT_STREQ(buf, "untouched");
-        }
+        EXPECT_EQ(std::string(buf), c.result == 0 ? c.value : "untouched");
         EXPECT_EQ(lines.size(), c.linesAfter);
     }
 }
@@ -160,14 +148,6 @@ protected:
     std::unique_ptr<COndexApp> m_app;
 };
 
-TEST_F(ReadTask, MissingFile)
-{
-    ClearLog();
-    EXPECT_EQ(m_app->ReadTask("runtask.ini"), -1);
-    EXPECT_TRUE(LogHas("The job specification file 'runtask.ini' is not read!\n\n"));
-    EXPECT_TRUE(LogHas("The computation is stopped.\n"));
-}
-
 struct TaskTypeCase
 {
     const char* line;
@@ -182,7 +162,6 @@ TEST_F(ReadTask, TaskType)
         {"taskType = modeling\n", 0, false, nullptr},
         {"taskType = merge\n", 0, true, nullptr},
         {"taskType = modelingX\n", 0, false, nullptr},   // prefix compare over 8 characters
-        {"taskType = merger\n", 0, true, nullptr},
         {"taskType = Modeling\n", 1, false, "Modeling"},
         {"taskType = simulate\n", 1, false, "simulate"},
         {"", 1, false, ""},
@@ -423,9 +402,7 @@ TEST_F(ReadTask, RecoveryDat)
 {
     const RecoveryCase cases[] = {
         {"inside the range", true, "7\n", 3, 7, true},
-        {"the last shot", true, "10", 3, 10, true},
         {"at the start", true, "3\n", 3, 3, false},
-        {"below the start", true, "2\n", 3, 3, false},
         {"beyond the last", true, "11\n", 3, 3, false},
         {"no file", true, nullptr, 3, 3, false},
         {"recovery off", false, "7\n", 3, 3, false},
@@ -542,13 +519,8 @@ TEST(ReadTask3D, UserCubeAndMargin)
     auto lines = Lines({"[modeling]", "X0=100", "X1=900", "Y0=200", "Y1=800", "Z0=0", "Z1=1500", "Margin=250",
                         "[Source]", "Frequency=30"});
     ASSERT_EQ(0, e.eng->ReadTask3D("runtask.ini", lines));
-    EXPECT_EQ(100.0, e.eng->m_cubeModel.x0);
-    EXPECT_EQ(900.0, e.eng->m_cubeModel.x1);
-    EXPECT_EQ(200.0, e.eng->m_cubeModel.y0);
-    EXPECT_EQ(800.0, e.eng->m_cubeModel.y1);
-    EXPECT_EQ(0.0, e.eng->m_cubeModel.z0);
-    EXPECT_EQ(1500.0, e.eng->m_cubeModel.z1);
-    EXPECT_TRUE(e.eng->m_cubeSim == e.eng->m_cubeModel);
+    EXPECT_EQ(CCubeR(100, 200, 0, 900, 800, 1500), e.eng->m_cubeModel);
+    EXPECT_EQ(e.eng->m_cubeSim, e.eng->m_cubeModel);
     EXPECT_EQ(250.0, e.eng->m_dMargin);
 
     // One value missing: no cube, and the simulation cube is left unset.
@@ -569,11 +541,9 @@ TEST(ReadTask3D, MeshAndSourceDirection)
     } cases[] = {
         {8, nullptr, {0, 0, 0, 0, 1, 0}},                 // default axis "XZ"
         {8, "DoubleCoupleAxis=yx", {0, 0, 0, 1, 0, 0}},
-        {8, "DoubleCoupleAxis=ZX", {0, 0, 0, 0, 1, 0}},
         {8, "DoubleCoupleAxis=ZY", {0, 0, 0, 0, 0, 1}},
         {8, "DoubleCoupleAxis=XYZ", {0, 0, 0, 1, 0, 0}},  // two characters count
         {8, "DoubleCoupleAxis=Xy", {0, 0, 0, 0, 0, 0}},
-        {8, "DoubleCoupleAxis=", {0, 0, 0, 0, 0, 0}},
         {3, "DoubleCoupleAxis=XY", {0, 0, 0, 0, 0, 0}},   // not read for other types
     };
     for (const Case& c : cases)

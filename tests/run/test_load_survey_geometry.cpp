@@ -120,8 +120,6 @@ TEST_F(LoadSurveyGeometry, ShotRange)
         {"one of the two at 0: both from the survey", "First Point = 2\n", 0, 0, 0, 1, 3, 1, nullptr},
         {"last beyond", "First Point = 2\nLast Point = 40\n", 0, 0, 0, 2, 3, 2, nullptr},
         {"command line", "First Point = 1\nLast Point = 1\n", 3, 3, 0, 3, 3, 3, nullptr},
-        {"first beyond", "First Point = 4\nLast Point = 5\n", 0, 0, 1, 0, 0, 0,
-         "Error! Incorrect range of shot points specified (4..5). Maximal shot point number is 3.\n"},
         // A last shot beyond the survey from the command line is brought down too.
         {"command line last beyond", "", 3, 40, 0, 3, 3, 3, nullptr},
     };

@@ -1,5 +1,4 @@
 // Machine helpers, small job functions and the layout scan of the job file.
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -41,13 +40,6 @@ class JobOutput : public RunTempDir
 {
 };
 
-struct MethodTitleCase
-{
-    int type;
-    int L;
-    const char* text;
-};
-
 TEST_F(JobOutput, Run1DShotWithoutEngine)
 {
     std::unique_ptr<COndexApp> app(new COndexApp());
@@ -84,12 +76,9 @@ TEST_F(LayoutScan, Keys)
     const ScanCase cases[] = {
         {"no keys", "[TASK]\ntaskType = modeling\n", 16, 16, false, 1},
         {"threads below N", "[optimization]\nthreads per process = 4\n", 16, 4, false, 4},
-        {"threads equal to N ignored", "[optimization]\nthreads per process = 16\n", 16, 16, false, 1},
         {"threads above N ignored", "[optimization]\nthreads per process = 40\n", 16, 16, false, 1},
-        {"threads not positive ignored", "[optimization]\nthreads per process = 0\n", 16, 16, false, 1},
         {"outside the three sections", "[modeling]\nthreads per process = 4\n", 16, 16, false, 1},
         {"flag is never cleared", "[MPI]\nGroup Size = 2\n[modeling]\nthreads per process = 5\n", 16, 5, false, 3},
-        {"blank-free", "[GPU]\nthreads per process=2\n", 16, 2, false, 8},
         {"no = is no value", "[optimization]\nthreads per process 4\n", 16, 16, false, 1},
         {"skip set", "[MPI]\nSkip Device Count Detection = 1\n", 16, 16, true, 1},
         {"skip cleared again", "[MPI]\nSkip Device Count Detection = 1\nSkip Device Count Detection = 0\n", 16, 16,
@@ -113,13 +102,5 @@ TEST_F(LayoutScan, Keys)
         EXPECT_EQ(ProcessesPerNode(s), c.P);
     }
 }
-
-} // namespace
-
-namespace
-{
-class Inventory : public RunTempDir
-{
-};
 
 } // namespace

@@ -1,6 +1,5 @@
 // The single process shot loop of the program, run on a small homogeneous
 // model: skipped shots, a recovery start, and the merge over the job's range.
-#include <sys/wait.h>
 
 #include <chrono>
 #include <string>
@@ -44,12 +43,7 @@ protected:
                   "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = 0.02\ndt = " + surveyDt + "\n"
                   "[Mesh]\ndx = 10\ndt = 0.001\n[Source]\nFrequency = 20\n");
     }
-    int Run(const std::string& args)
-    {
-        const int st = system((kProgram + " " + args + " > out.txt 2>&1").c_str());
-        m_out = ReadFile("out.txt");
-        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
+    int Run(const std::string& args) { return testutil::Run(kProgram + " " + args, m_out); }
     std::string m_out;
 };
 
@@ -104,9 +98,7 @@ TEST_F(ShotRoad, MasterAndWorkersShareTheShots)
         SCOPED_TRACE(nProc);
         for (int k = 0; k < nProc; ++k)
             remove(("Ondex-" + std::to_string(k) + ".log").c_str());   // logs are appended to
-        const std::string cmd = "mpiexec -n " + std::to_string(nProc) + " " + kProgram + " x 1 3 > out.txt 2>&1";
-        ASSERT_EQ(system(cmd.c_str()), 0) << ReadFile("out.txt");
-        m_out = ReadFile("out.txt");
+        ASSERT_EQ(testutil::Run("mpiexec -n " + std::to_string(nProc) + " " + kProgram + " x 1 3", m_out), 0) << m_out;
         EXPECT_NE(m_out.find("The program has finised with result 0.\n"), std::string::npos) << m_out;
         const std::string log0 = ReadFile("Ondex-0.log");
         EXPECT_NE(log0.find("Running as a Master Node! Assign jobs from 1 to 3\n"), std::string::npos) << log0;
@@ -139,9 +131,7 @@ TEST_F(ShotRoad, WorkerFailureStopsTheRunWithMinusTwo)
         GTEST_SKIP() << "no mpiexec";
     WriteJob("[MPI]\nSkip Device Count Detection = 1\n");
     ASSERT_EQ(mkdir("vp+Gath3DAPUx-3.sgy", 0755), 0);
-    const int st = system(("mpiexec -n 3 " + kProgram + " x 1 3 > out.txt 2>&1").c_str());
-    m_out = ReadFile("out.txt");
-    EXPECT_NE(st, 0);
+    EXPECT_NE(testutil::Run("mpiexec -n 3 " + kProgram + " x 1 3", m_out), 0);
     EXPECT_NE(m_out.find("The program has finised with result -2.\n"), std::string::npos) << m_out;
     const std::string log0 = ReadFile("Ondex-0.log");
     EXPECT_NE(log0.find("Error occurred on node "), std::string::npos) << log0;
@@ -159,7 +149,7 @@ TEST_F(ShotRoad, SurplusWorkerHasNothingToDo)
     if (system("command -v mpiexec > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "no mpiexec";
     WriteJob("[MPI]\nSkip Device Count Detection = 1\n");
-    ASSERT_EQ(system(("mpiexec -n 3 " + kProgram + " x 3 3 > out.txt 2>&1").c_str()), 0) << ReadFile("out.txt");
+    ASSERT_EQ(testutil::Run("mpiexec -n 3 " + kProgram + " x 3 3", m_out), 0) << m_out;
     const std::string log0 = ReadFile("Ondex-0.log");
     EXPECT_NE(log0.find("Worker 2 - nothing to do!\n"), std::string::npos) << log0;
     EXPECT_EQ(log0.find("Worker 1 - nothing to do!"), std::string::npos);
@@ -224,11 +214,10 @@ TEST_F(ShotRoad, NodeFailingBeforeTheHandOutEndsTheJob)
             cmd += std::string(r ? " :" : "") + " -n 1 -wdir " + (r == c.nBad ? bad : good) + " " + kProgram + " x 1 3";
         }
         const auto t0 = std::chrono::steady_clock::now();
-        const int st = system((cmd + " > out.txt 2>&1").c_str());
+        const int st = testutil::Run(cmd, m_out);
         EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 20.0);
-        ASSERT_TRUE(WIFEXITED(st));
-        EXPECT_NE(WEXITSTATUS(st), 0);
-        EXPECT_NE(WEXITSTATUS(st), 124) << "timed out: " << ReadFile("out.txt");
+        ASSERT_GT(st, 0) << m_out;
+        EXPECT_NE(st, 124) << "timed out: " << m_out;
         EXPECT_NE(ReadFile(logName(c.nBad).c_str()).find("Error! Unable to read the survey acquisition geometry"),
                   std::string::npos);
         const std::string log0 = ReadFile(logName(0).c_str());

@@ -38,9 +38,6 @@ protected:
         return path;
     }
 
-    void StartCapture() { ::testing::internal::CaptureStdout(); }
-    std::string StopCapture() { return ::testing::internal::GetCapturedStdout(); }
-
     static bool Contains(const std::string& text, const std::string& part)
     {
         return text.find(part) != std::string::npos;

@@ -2,29 +2,13 @@
 // position and by id, tensors in fault slip mode, ids per receiver, the
 // observation zone, and the refusals.
 #include <string>
+#include <vector>
 
 #include "SurveyTestUtil.h"
 
 namespace
 {
 using ActiveShot = SurveyTest;
-
-void ExpectPoint(const C3DPointR& p, double x, double y, double z)
-{
-    EXPECT_DOUBLE_EQ(p.x, x);
-    EXPECT_DOUBLE_EQ(p.y, y);
-    EXPECT_DOUBLE_EQ(p.z, z);
-}
-
-void ExpectZone(const CCubeR& c, double x0, double y0, double z0, double x1, double y1, double z1)
-{
-    EXPECT_DOUBLE_EQ(c.x0, x0);
-    EXPECT_DOUBLE_EQ(c.y0, y0);
-    EXPECT_DOUBLE_EQ(c.z0, z0);
-    EXPECT_DOUBLE_EQ(c.x1, x1);
-    EXPECT_DOUBLE_EQ(c.y1, y1);
-    EXPECT_DOUBLE_EQ(c.z1, z1);
-}
 
 TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
 {
@@ -39,13 +23,9 @@ TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
     ASSERT_EQ(ActivateQuiet(s, 1), 0);
     EXPECT_EQ(s.m_nActiveShotId, 1);
     EXPECT_EQ(s.m_nActiveShotIndex, 0);
-    ExpectPoint(s.GetActiveShotPt(), 100, 0, 5);
+    EXPECT_EQ(s.GetActiveShotPt(), C3DPointR(100, 0, 5));
 
-    ASSERT_EQ(s.m_vReceivers.size(), 4u);
-    ExpectPoint(s.m_vReceivers[0], 10, 0, 1);
-    ExpectPoint(s.m_vReceivers[1], 20, 4, 2);
-    ExpectPoint(s.m_vReceivers[2], 10, 0, 1);
-    ExpectPoint(s.m_vReceivers[3], 30, 0, 3);
+    EXPECT_EQ(s.m_vReceivers, (std::vector<C3DPointR>{{10, 0, 1}, {20, 4, 2}, {10, 0, 1}, {30, 0, 3}}));
     const int xl[] = {2, 3, 2, 4};
     for (int i = 0; i < 4; i++)
     {
@@ -61,16 +41,15 @@ TEST_F(ActiveShot, ShotByPositionKeepsEveryRowOfItsPosition)
 
     // One excitement point, the shot itself; the zone starts as the shot on
     // the surface (Z = 0) and grows with the receivers only.
-    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
-    ExpectPoint(s.m_vExcitePoints[0], 100, 0, 5);
+    EXPECT_EQ(s.m_vExcitePoints, std::vector<C3DPointR>(1, C3DPointR(100, 0, 5)));
     EXPECT_TRUE(s.m_vTauK.empty());
-    ExpectZone(s.GetObsZone(), 10, 0, 0, 100, 4, 3);
+    EXPECT_EQ(s.GetObsZone(), CCubeR(10, 0, 0, 100, 4, 3));
 
     // The next shot replaces everything.
     ASSERT_EQ(ActivateQuiet(s, 2), 0);
     ASSERT_EQ(s.m_vReceivers.size(), 1u);
     EXPECT_EQ(s.GetRcvInline(0), 2);
-    ExpectZone(s.GetObsZone(), 10, 0, 0, 200, 0, 1);
+    EXPECT_EQ(s.GetObsZone(), CCubeR(10, 0, 0, 200, 0, 1));
 }
 
 TEST_F(ActiveShot, ExtendedSourceByIdHasAllItsExcitementPoints)
@@ -85,27 +64,31 @@ TEST_F(ActiveShot, ExtendedSourceByIdHasAllItsExcitementPoints)
     CSurvey3D s;
     s.m_bUseShotId = true;
     ASSERT_EQ(LoadQuiet(s, path, false), 0);
+    // One shot per id, where it first appears.
+    EXPECT_EQ(s.m_vShotIds, (std::vector<int>{7, 3}));
+    EXPECT_EQ(s.m_vShotPoints, (std::vector<C3DPointR>{{0, 0, 10}, {500, 0, 10}}));
+    EXPECT_EQ(s.GetMinShot(), 3);
+    EXPECT_EQ(s.GetMaxShot(), 7);
 
     ASSERT_EQ(ActivateQuiet(s, 7), 0);
     EXPECT_EQ(s.m_nActiveShotId, 7);
     EXPECT_EQ(s.m_nActiveShotIndex, 0);
-    ASSERT_EQ(s.m_vExcitePoints.size(), 2u);
-    ExpectPoint(s.m_vExcitePoints[0], 0, 0, 10);
-    ExpectPoint(s.m_vExcitePoints[1], 50, 0, 10);
-    ASSERT_EQ(s.m_vReceivers.size(), 3u);   // each receiver once
-    ExpectPoint(s.m_vReceivers[0], 0, 0, 0);
-    ExpectPoint(s.m_vReceivers[1], 5, 0, 0);
-    ExpectPoint(s.m_vReceivers[2], 8, 0, 0);
+    EXPECT_EQ(s.m_vExcitePoints, (std::vector<C3DPointR>{{0, 0, 10}, {50, 0, 10}}));
+    // Each receiver once.
+    EXPECT_EQ(s.m_vReceivers, (std::vector<C3DPointR>{{0, 0, 0}, {5, 0, 0}, {8, 0, 0}}));
     EXPECT_EQ(s.GetRcvCrossline(2), 3);
     // The zone holds the excitement points too.
-    ExpectZone(s.GetObsZone(), 0, 0, 0, 50, 0, 10);
+    EXPECT_EQ(s.GetObsZone(), CCubeR(0, 0, 0, 50, 0, 10));
 
     ASSERT_EQ(ActivateQuiet(s, 3), 0);
     EXPECT_EQ(s.m_nActiveShotIndex, 1);
-    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
-    ExpectPoint(s.m_vExcitePoints[0], 500, 0, 10);
+    EXPECT_EQ(s.m_vExcitePoints, std::vector<C3DPointR>(1, C3DPointR(500, 0, 10)));
     ASSERT_EQ(s.m_vReceivers.size(), 1u);
-    ExpectZone(s.GetObsZone(), 0, 0, 0, 500, 0, 10);
+    EXPECT_EQ(s.GetObsZone(), CCubeR(0, 0, 0, 500, 0, 10));
+    // Numbered by ordinals when ids are not asked for.
+    s.m_bUseShotId = false;
+    EXPECT_EQ(s.GetMinShot(), 1);
+    EXPECT_EQ(s.GetMaxShot(), 2);
 }
 
 TEST_F(ActiveShot, UnknownIdIsSkippedAndListsTheIdsOnce)
@@ -143,10 +126,9 @@ TEST_F(ActiveShot, WholeSurveyGivesEveryReceiverOnce)
     ASSERT_EQ(s.m_vReceivers.size(), 2u);
     EXPECT_EQ(s.GetRcvInline(0), 7);
     EXPECT_EQ(s.GetRcvInline(1), 8);
-    ASSERT_EQ(s.m_vExcitePoints.size(), 1u);
-    ExpectPoint(s.m_vExcitePoints[0], 0, 0, 0);
+    EXPECT_EQ(s.m_vExcitePoints, std::vector<C3DPointR>(1, C3DPointR(0, 0, 0)));
     // No shot, so no flat box at a shot: the zone is the receivers' box.
-    ExpectZone(s.GetObsZone(), 1, 0, 0, 2, 0, 3);
+    EXPECT_EQ(s.GetObsZone(), CCubeR(1, 0, 0, 2, 0, 3));
 }
 
 TEST_F(ActiveShot, IdsCountOnlyWhenEveryReceiverHasOne)
@@ -162,10 +144,8 @@ TEST_F(ActiveShot, IdsCountOnlyWhenEveryReceiverHasOne)
     EXPECT_TRUE(s.m_vTraceId.empty());
     EXPECT_EQ(s.GetRcvTraceId(0), -1);
     ASSERT_EQ(s.m_vFileId.size(), 3u);
-    EXPECT_EQ(s.GetRcvFileId(0), 21);
-    EXPECT_EQ(s.GetRcvFileId(1), 22);
-    EXPECT_EQ(s.GetRcvFileId(2), 23);
-    EXPECT_EQ(s.GetRcvFileId(3), -1);
+    for (int i = 0; i < 4; i++)
+        EXPECT_EQ(s.GetRcvFileId(i), i < 3 ? 21 + i : -1);
 }
 
 // Fault slip: which tensors a shot ends with, or the refusal naming both counts.
@@ -179,9 +159,6 @@ struct TensorCase
     const char* message;   // expected part of the output, or null
     int nTensors;
 };
-
-// Names the case in test listings; the default would dump its bytes.
-inline void PrintTo(const TensorCase& c, std::ostream* os) { *os << c.name; }
 
 const TensorCase kTensorCases[] = {
     {"some points without tensor",
@@ -207,36 +184,25 @@ const TensorCase kTensorCases[] = {
      false, 1, 0, nullptr, 1},
 };
 
-class FaultSlip : public SurveyTest, public ::testing::WithParamInterface<TensorCase>
+TEST_F(ActiveShot, FaultSlipTensorPerExcitementPoint)
 {
-};
-
-TEST_P(FaultSlip, TensorPerExcitementPoint)
-{
-    const TensorCase& c = GetParam();
-    std::string path = WriteFile("slip.txt", c.body);
-    CSurvey3D s;
-    s.m_bUseShotId = c.bUseShotId;
-    ASSERT_EQ(LoadQuiet(s, path, true), 0);
-    std::string out;
-    ASSERT_EQ(ActivateQuiet(s, c.nShot, &out), c.nResult) << out;
-    if (c.message)
+    for (const TensorCase& c : kTensorCases)
     {
-        EXPECT_TRUE(Contains(out, c.message)) << out;
-        EXPECT_TRUE(Contains(out, path + "'.\n")) << out;
-        EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+        SCOPED_TRACE(c.name);
+        std::string path = WriteFile("slip.txt", c.body);
+        CSurvey3D s;
+        s.m_bUseShotId = c.bUseShotId;
+        ASSERT_EQ(LoadQuiet(s, path, true), 0);
+        std::string out;
+        ASSERT_EQ(ActivateQuiet(s, c.nShot, &out), c.nResult) << out;
+        if (c.message)
+        {
+            EXPECT_TRUE(Contains(out, c.message)) << out;
+            EXPECT_TRUE(Contains(out, path + "'.\n")) << out;
+            EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
+        }
+        EXPECT_EQ((int)s.m_vTauK.size(), c.nTensors);
     }
-    EXPECT_EQ((int)s.m_vTauK.size(), c.nTensors);
 }
-
-std::string TensorCaseName(const ::testing::TestParamInfo<TensorCase>& info)
-{
-    std::string name;
-    for (const char* p = info.param.name; *p; p++)
-        name += isalnum((unsigned char)*p) ? *p : '_';
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Survey, FaultSlip, ::testing::ValuesIn(kTensorCases), TensorCaseName);
 
 }  // namespace

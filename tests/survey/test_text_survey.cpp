@@ -8,22 +8,14 @@ namespace
 {
 using TextSurvey = SurveyTest;
 
-void ExpectPoint(const C3DPointR& p, double x, double y, double z)
-{
-    EXPECT_DOUBLE_EQ(p.x, x);
-    EXPECT_DOUBLE_EQ(p.y, y);
-    EXPECT_DOUBLE_EQ(p.z, z);
-}
-
 TEST_F(TextSurvey, MissingPathNamesTheJobFileKey)
 {
     CSurvey3D s;
     for (const char* path : {(const char*)nullptr, ""})
     {
-        StartCapture();
-        int rc = s.LoadSurvey(path, false);
-        std::string out = StopCapture();
-        EXPECT_EQ(rc, 1);
+        ::testing::internal::CaptureStdout();
+        EXPECT_EQ(s.LoadSurvey(path, false), 1);
+        const std::string out = ::testing::internal::GetCapturedStdout();
         EXPECT_TRUE(Contains(out, "Error! Survey acquisition geometry file has not been provided.\n")) << out;
         EXPECT_TRUE(Contains(out, "Please specify survey acquisition geometry file in '[Survey]/Geometry' section "
                                   "in 'runtask.ini'.\n"));
@@ -66,42 +58,12 @@ TEST_F(TextSurvey, ShotsByPositionInOrderOfFirstAppearance)
                                  "300 0 5  0 0 0\n");
     CSurvey3D s;
     ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(s.m_vShotPoints.size(), 3u);
-    ExpectPoint(s.m_vShotPoints[0], 100, 0, 5);
-    ExpectPoint(s.m_vShotPoints[1], 200, 0, 5);
-    ExpectPoint(s.m_vShotPoints[2], 300, 0, 5);
+    EXPECT_EQ(s.m_vShotPoints, (std::vector<C3DPointR>{{100, 0, 5}, {200, 0, 5}, {300, 0, 5}}));
     EXPECT_TRUE(s.m_vShotIds.empty());
     EXPECT_EQ(s.GetMinShot(), 1);
     EXPECT_EQ(s.GetMaxShot(), 3);
     EXPECT_EQ(std::string((const char*)s.m_strFileName), path);
     EXPECT_FALSE(s.m_bSgySurvey);
-}
-
-TEST_F(TextSurvey, ExtendedSourceIsOneShotPerId)
-{
-    // Shot 7 has two excitement points, shot 3 one; shot 7 sits at its first row.
-    std::string path = WriteFile("ids.txt",
-                                 "0 0 10   0 0 0  1 1 7\n"
-                                 "50 0 10  0 0 0  1 1 7\n"
-                                 "0 0 10   5 0 0  1 2 7\n"
-                                 "500 0 10 0 0 0  2 1 3\n"
-                                 "50 0 10  5 0 0  1 2 7\n");
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(s.m_vShotPoints.size(), 2u);
-    ExpectPoint(s.m_vShotPoints[0], 0, 0, 10);
-    ExpectPoint(s.m_vShotPoints[1], 500, 0, 10);
-    ASSERT_EQ(s.m_vShotIds.size(), 2u);
-    EXPECT_EQ(s.m_vShotIds[0], 7);
-    EXPECT_EQ(s.m_vShotIds[1], 3);
-    EXPECT_EQ(s.GetMinShot(), 3);
-    EXPECT_EQ(s.GetMaxShot(), 7);
-
-    // The same survey numbered by ordinals when ids are not asked for.
-    s.m_bUseShotId = false;
-    EXPECT_EQ(s.GetMinShot(), 1);
-    EXPECT_EQ(s.GetMaxShot(), 2);
 }
 
 TEST_F(TextSurvey, MinDistDecidesWhetherNearPositionsAreOneShot)
@@ -126,10 +88,6 @@ TEST_F(TextSurvey, MinDistDecidesWhetherNearPositionsAreOneShot)
     EXPECT_EQ(s.m_vShotPoints.size(), 2u);
 }
 
-}  // namespace
-
-namespace
-{
 // Garbage of every kind: the loader and the activation answer with a code and
 // never crash or hang, whatever the bytes.
 TEST_F(TextSurvey, GarbageNeverCrashes)

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstring>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -25,19 +24,6 @@ using testutil::TempDir;
 const std::string kSource = ONDEX_SOURCE_DIR;
 const std::string kExporter = std::string(ONDEX_BINARY_DIR) + "/ondex_quicklook_export";
 
-int RunShell(const std::string& cmd, std::string& out)
-{
-    out.clear();
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p)
-        return -1;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
-        out.append(buf, n);
-    const int st = pclose(p);
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-}
 
 // A gather of 24 traces on a line through the source, 100 samples of 4 ms:
 // a dipping event per component.
@@ -66,7 +52,7 @@ TEST(Quicklook, PicturesOfGatherFilmAndCube)
     if (!FileExists(kExporter))
         GTEST_SKIP() << "the exporter is not built: " << kExporter;
     std::string out;
-    if (RunShell("/usr/bin/python3 -c 'import matplotlib, numpy, PIL'", out) != 0)
+    if (testutil::Run("/usr/bin/python3 -c 'import matplotlib, numpy, PIL'", out) != 0)
         GTEST_SKIP() << "python3-matplotlib, python3-numpy or python3-pil is missing: " << out;
     TempDir dir;
     const std::string res = dir / "results";
@@ -119,7 +105,7 @@ TEST(Quicklook, PicturesOfGatherFilmAndCube)
     }
 
     const std::string pics = dir / "pics";
-    ASSERT_EQ(0, RunShell(kSource + "/tools/quicklook -o " + pics + " " + res, out)) << out;
+    ASSERT_EQ(0, testutil::Run(kSource + "/tools/quicklook -o " + pics + " " + res, out)) << out;
 
     // Size (width, height) of each picture and how its data is seen: a gray
     // gather by the spread of a column through the middle of its first panel,
@@ -142,7 +128,7 @@ TEST(Quicklook, PicturesOfGatherFilmAndCube)
         "g = Image.open(d + '/m+Snap3DAPU-1.gif')\n"
         "print('gif', g.size[0], g.size[1], g.n_frames)\n";
     ASSERT_TRUE(testutil::WriteFile(dir / "check.py", script));
-    ASSERT_EQ(0, RunShell("/usr/bin/python3 " + dir / "check.py" + " " + pics, out)) << out;
+    ASSERT_EQ(0, testutil::Run("/usr/bin/python3 " + dir / "check.py" + " " + pics, out)) << out;
     struct Want
     {
         const char* pszName;
@@ -167,7 +153,7 @@ TEST(Quicklook, PicturesOfGatherFilmAndCube)
     EXPECT_NE(std::string::npos, out.find("gif 1000 380 2")) << out;
 
     // A path that is neither a folder nor a file is refused with a line.
-    EXPECT_NE(0, RunShell(kSource + "/tools/quicklook " + dir / "nothing", out));
+    EXPECT_NE(0, testutil::Run(kSource + "/tools/quicklook " + dir / "nothing", out));
     EXPECT_NE(std::string::npos, out.find("Error! ")) << out;
 }
 
