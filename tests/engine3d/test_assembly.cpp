@@ -194,4 +194,25 @@ TEST(Assembly, FreeSurfaceEmptiesTheTopStrip)
     EXPECT_EQ(2000.0f, f.vp[f.Index(3, 3, 6)]);
 }
 
+// The fluid-rock test behind the PML warning: a face in any direction
+// counts, air (no P velocity) beside rock and fluid beside fluid do not.
+TEST(Assembly, FluidBesideRockIsFound)
+{
+    const int n = 4;
+    const struct { const char* name; int nAxis; float vpTop, vsTop; bool bFound; } rows[] = {
+        {"water over rock", 2, 1500, 0, true}, {"water beside rock in x", 0, 1500, 0, true},
+        {"water beside rock in y", 1, 1500, 0, true}, {"air over rock", 2, 0, 0, false},
+        {"soft rock over rock", 2, 1500, 100, false}};
+    for (const auto& r : rows)
+    {
+        std::vector<float> vp(n * n * n, 3000.0f), vs(n * n * n, 1500.0f);
+        for (int i = 0; i < n * n * n; i++)
+            if ((r.nAxis == 0 ? i % n : r.nAxis == 1 ? i / n % n : i / (n * n)) < 2)
+                vp[i] = r.vpTop, vs[i] = r.vsTop;
+        EXPECT_EQ(r.bFound, FluidBesideRock(vp.data(), vs.data(), n, n, n)) << r.name;
+        std::fill(vs.begin(), vs.end(), 0.0f);   // all fluid (or air): no rock to touch
+        EXPECT_FALSE(FluidBesideRock(vp.data(), vs.data(), n, n, n)) << r.name;
+    }
+}
+
 } // namespace
