@@ -26,6 +26,7 @@ using ModelFn = std::function<float(double, double, double)>;
 struct Job1D
 {
     double dz = 2.0;        // column step and model step, m
+    double modelDz = 0.0;   // model step if another, m
     double dt = 0.0002;     // scheme step = record step, s
     double t0 = NAN;        // first recorded time, s; NaN: -2/f, the whole wavelet
     double t1 = 0.6;        // last recorded time, s
@@ -70,9 +71,10 @@ public:
     int WriteJobFiles()
     {
         const Job1D& j = m_job;
-        const int nz = (int)std::lround(j.depth / j.dz) + 1;
-        if (!model_test::WriteCube("vp.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.vp, j.dz) ||
-            !model_test::WriteCube("rho.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.rho, j.dz))
+        const double mdz = j.modelDz > 0.0 ? j.modelDz : j.dz;
+        const int nz = (int)std::lround(j.depth / mdz) + 1;
+        if (!model_test::WriteCube("vp.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.vp, mdz) ||
+            !model_test::WriteCube("rho.sgy", j.nx, j.ny, nz, j.dxy, 0, 0, 0, j.rho, mdz))
             return 1000;
         std::string s;
         for (const C3DPointR& r : j.receivers)

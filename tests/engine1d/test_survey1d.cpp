@@ -172,4 +172,36 @@ TEST(Survey1D, BadInputIsRefusedWithItsMessage)
     }
 }
 
+// A column finer than the model (2 m cells, 5 m nodes): between two nodes a
+// cell takes the straight-line blend of their values by its distance to
+// each. The column holds rho * vp^2 times one scale (the first cell, at a
+// node, gives the scale), so with vp linear in depth the expected values
+// are the blends of the nodes' squares.
+TEST(Survey1D, ColumnBetweenModelNodesIsBlended)
+{
+    Job1D job;
+    job.modelDz = 5.0;
+    job.depth = 200.0;
+    auto vp = [](double z) { return 2000.0 + 2.0 * z; };
+    job.vp = [&](double, double, double z) { return (float)vp(z); };
+    Prepared1D p(job);
+    ASSERT_EQ(0, p.Prepare());
+    CCalc1D& c = p.m_calc;
+    std::vector<float> col(c.m_nCalcZ);
+    int nFirst = 0;
+    ASSERT_EQ(0, c.Get1DModel(0, CPointR(0, 0), col.data(), nFirst));
+    const double scale = col[c.m_nTaper] / (vp(0) * vp(0));
+    int nChecked = 0;
+    for (int k = c.m_nTaper; k < c.m_nCalcZ; k++)
+    {
+        const double z = (k - c.m_nTaper) * job.dz, z0 = 5.0 * std::floor(z / 5.0), r = (z - z0) / 5.0;
+        if (z > job.depth - 5.0)
+            break;
+        const double want = scale * ((1 - r) * vp(z0) * vp(z0) + r * vp(z0 + 5) * vp(z0 + 5));
+        EXPECT_NEAR(want, col[k], 2e-6 * want) << "depth " << z;   // float rounding
+        nChecked++;
+    }
+    EXPECT_GT(nChecked, 90);
+}
+
 } // namespace
