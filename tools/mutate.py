@@ -102,7 +102,7 @@ FAULTS = [
          find="m.phi = pPhi ? pPhi[n] : job.m_fAnisConst[3];", repl="m.phi = pPhi ? pPhi[n] : job.m_fAnisConst[4];",
          first="engine3d|cpu"),
     dict(label="ani-avg-index", kind="wrong average", file="cpu/AniScheme.h",
-         find="s.nExz = z[4] + x[7];", repl="s.nExz = z[4] + x[6];", first="cpu|engine3d"),
+         find="s.nExz = a.v[z][4] + a.v[x][7];", repl="s.nExz = a.v[z][4] + a.v[x][6];", first="cpu|engine3d"),
     dict(label="ort-c23", kind="wrong coefficient", file="cpu/OrtScheme.h",
          find="k.c22 * d.ey + k.c23 * d.ez + R.yy);", repl="k.c22 * d.ey + k.c13 * d.ez + R.yy);",
          first="cpu|engine3d"),
