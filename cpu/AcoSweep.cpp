@@ -19,14 +19,11 @@
 
 namespace
 {
-enum
-{
-    R_Z = 1,   // the row crosses a z slab
-    R_Y = 2,   // the row crosses a y slab
-    X_NONE = 0,
-    X_LO = 1,
-    X_HI = 2
-};
+using fd::R_Z;
+using fd::R_Y;
+using fd::X_NONE;
+using fd::X_LO;
+using fd::X_HI;
 
 // The side of one axis that a row meets: memory, profile pair, and the slab
 // index off + x (off - x for the high x side).

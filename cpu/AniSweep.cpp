@@ -29,14 +29,11 @@
 namespace
 {
 
-enum
-{
-    R_Z = 1,   // the row crosses a z slab
-    R_Y = 2,   // the row crosses a y slab
-    X_NONE = 0,
-    X_LO = 1,
-    X_HI = 2
-};
+using fd::R_Z;
+using fd::R_Y;
+using fd::X_NONE;
+using fd::X_LO;
+using fd::X_HI;
 
 // One slab side as a row meets it: the memory arrays of the three plain
 // derivatives and of the nine averages of its axis, the profile pairs of

@@ -15,6 +15,17 @@
 
 namespace fd
 {
+// Region kinds of a run, the indices of the sweeps' case tables: which z and
+// y slabs the row crosses (bits), and which x slab the run lies in.
+enum RowRegion
+{
+    R_Z = 1,   // the row crosses a z slab
+    R_Y = 2,   // the row crosses a y slab
+    X_NONE = 0,
+    X_LO = 1,
+    X_HI = 2
+};
+
 // Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
 // hands every non-empty run to fn.
 template <class Fn>
