@@ -8,65 +8,62 @@
 //   orthorhombic stress sweep: read Ux, Uy, Uz, 9 constants, 6 stresses;
 //     write 6 stresses -> 24 floats; 148 bytes per cell with the velocity sweep
 //   21-constant stress sweep: 12 constants more -> 36 floats; 196 bytes.
+// A PML slab cell adds per side: in the velocity sweep three memory arrays
+// read and written and the profile pairs of two stencils (40 bytes), in the
+// stress sweep the same (40 bytes) and for the 21-constant step nine more
+// memory arrays of the averaged derivatives (72 bytes). The "all" rows count
+// them; the last column ("of base") puts the rate against 148 or 196 bytes.
 //
-// Usage: bench_aniso [n ...]   (default 150). Each figure is the best of
-// three batches.
+// Each size is timed over the whole grid ("all") and over the box inside
+// the PML slabs only ("inner").
+//
+// Usage: bench_aniso [n | nxXnyXnz ...]   (default 150). Each figure is the
+// best of three batches, read against the triad run beside them.
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <random>
 #include <vector>
 
 #include <mpi.h>
-#include <omp.h>
 
 #include "base/Output.h"
-#include "bench_common.h"
-#include "cpu/Calc3D_OMP.h"
+#include "bench_grid.h"
 #include "engine3d/Calc3D_stiffness.h"
-#include "run/OndexApp.h"
 
 namespace
 {
 
 // A homogeneous tilted medium (vp 2000, vs 1000 m/s, eps 0.2, delta 0.1,
-// gamma 0.1, tilt 30, azimuth 20) with a small random wave field, prepared
-// as a shot would be: profiles from the velocities, then the stiffness.
-std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, int n)
+// gamma 0.1, tilt 30, azimuth 20): the velocities turned into the
+// stiffness of the method.
+std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g)
 {
-    const int nMethod = app.m_Type;
-    std::unique_ptr<CCalc3D_OMP> e(new CCalc3D_OMP(app));
-    e->m_nx = e->m_ny = e->m_nz = n;
-    e->m_nZ0 = 0;
-    e->m_nZ1 = n - 1;
-    e->m_nZAll = n;
-    e->m_nHalo = nMethod == 104 ? 3 : 2;
-    e->m_nPML = nMethod == 104 ? 19 : 21;
-    e->m_nTaper = nMethod == 104 ? 23 : 26;
-    e->m_bPML = true;
-    e->m_dx = 10.0;
-    e->m_dt = 0.001;
+    const bool b104 = app.m_Type == 104;
     const float k[5] = {0.2f, 0.1f, 0.1f, 20.0f, 30.0f};   // eps, delta, gamma, phi, tilt
     for (int i = 0; i < 5; i++)
         app.m_fAnisConst[i] = k[i];
-    if (e->AllocateMemory(false, true) != 0)
-        return nullptr;
-    const size_t cells = (size_t)n * n * n;
-    std::fill(e->m_pVp, e->m_pVp + cells, 2000.0f);
-    std::fill(e->m_pVs, e->m_pVs + cells, 1000.0f);
-    std::fill(e->m_pRho, e->m_pRho + cells, 2000.0f);
-    if (e->InitPMLProfile() != 0)
+    std::unique_ptr<CCalc3D_OMP> e = bench::MakeGridEngine(app, g, b104 ? 3 : 2, b104 ? 19 : 21, b104 ? 23 : 26);
+    if (!e)
         return nullptr;
     const double r = e->m_dt / e->m_dx;
     if (FillStiffness(*e, (float)(r / 15000.0), (float)(r * 15000.0)) != 0)
         return nullptr;
-    std::mt19937 rng(1);
-    std::uniform_real_distribution<float> d(-1e-3f, 1e-3f);
-    for (size_t i = 0; i < cells; i++)
-        e->m_pTxx[i] = d(rng);
     e->m_bSuppressSV = true;
     e->m_fSWave = 1.0f;
     return e;
+}
+
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nMethod, int nThreads, bool bInner)
+{
+    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, m = e.m_nHalo + (bInner ? e.m_nPML : 0);
+    const double cells = (double)(nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
+    auto Step = [&]() {
+        e.PropagateElaWaveU(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+        if (nMethod == 103)
+            e.PropagateOrtWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+        else
+            e.PropagateAniWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+    };
+    return bench::TimeStepRate(Step, cells, nThreads);
 }
 
 } // namespace
@@ -76,59 +73,39 @@ int main(int argc, char** argv)
     MPI_Init(&argc, &argv);
     g_nSize = 2;   // keep the engine's log lines off the console
     g_nNode = 1;
-    std::vector<int> sizes;
-    for (int i = 1; i < argc; i++)
+    std::vector<bench::Shape> sizes;
+    if (!bench::ParseShapes(argc, argv, 24, sizes))
     {
-        const int n = std::atoi(argv[i]);
-        if (n < 24)
-        {
-            std::printf("usage: %s [n ...]   (cubic grid sizes, default 150)\n", argv[0]);
-            MPI_Finalize();
-            return 2;
-        }
-        sizes.push_back(n);
+        std::printf("usage: %s [n | nxXnyXnz ...]   (grid sizes, default 150)\n", argv[0]);
+        MPI_Finalize();
+        return 2;
     }
     if (sizes.empty())
-        sizes = {150};
-
-    const int nAll = omp_get_max_threads();
-    const double bw1 = bench::MeasureTriadGBs(1);
-    const double bwAll = bench::MeasureTriadGBs(nAll);
-    std::printf("triad bandwidth: %.2f GB/s (1 thread), %.2f GB/s (%d threads)\n", bw1, bwAll, nAll);
-    std::printf("%-7s %-6s %-8s %6s %10s %8s %10s %7s\n", "method", "n", "threads", "steps", "Mcells/s", "B/cell",
-                "limit", "ratio");
+        sizes = {{150, 150, 150}};
+    bench::PrintHead();
     for (int nMethod : {103, 104})
-        for (int n : sizes)
+        for (const bench::Shape& n : sizes)
         {
             COndexApp app;
             app.m_Type = nMethod;
             app.m_nHostMemoryGB = 1024;
             std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n);
+            char szWhat[48];
+            std::snprintf(szWhat, sizeof(szWhat), "%d %dx%dx%d", nMethod, n.nx, n.ny, n.nz);
             if (!e)
             {
-                std::printf("%d %d: could not set up the grid\n", nMethod, n);
+                std::printf("%s: could not set up the grid\n", szWhat);
                 continue;
             }
             const int h = e->m_nHalo;
-            const double cells = (double)(n - 2 * h) * (n - 2 * h) * (n - 2 * h);
-            auto Step = [&]() {
-                e->PropagateElaWaveU(h, h, h, n - h - 1, n - h - 1, n - h - 1);
-                if (nMethod == 103)
-                    e->PropagateOrtWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1);
-                else
-                    e->PropagateAniWaveTau(h, h, h, n - h - 1, n - h - 1, n - h - 1);
-            };
-            const double bytesPerCell = nMethod == 103 ? 148.0 : 196.0;
-            std::vector<int> threads = {1};
-            if (nAll > 1)
-                threads.push_back(nAll);
-            for (int nThreads : threads)
-            {
-                const bench::StepRate r = bench::TimeStepRate(Step, cells, nThreads);
-                const double limit = (nThreads == 1 ? bw1 : bwAll) * 1e9 / bytesPerCell / 1e6;
-                std::printf("%-7d %-6d %-8d %6d %10.1f %8.0f %10.1f %7.2f\n", nMethod, n, nThreads, r.nSteps,
-                            r.dMcells, bytesPerCell, limit, r.dMcells / limit);
-            }
+            const double cells = (double)(n.nx - 2 * h) * (n.ny - 2 * h) * (n.nz - 2 * h);
+            const double base = nMethod == 103 ? 148.0 : 196.0, slab = nMethod == 103 ? 80.0 : 152.0;
+            const double bytesPerCell = (base * cells + slab * bench::SlabSideCells(*e)) / cells;
+            for (int nInner = 0; nInner < (bench::HasInner(*e) ? 2 : 1); nInner++)
+                for (int nThreads : bench::ThreadCounts())
+                    bench::PrintRow(szWhat, nInner ? "inner" : "all", nThreads,
+                                    TimeSteps(*e, nMethod, nThreads, nInner == 1), nInner ? base : bytesPerCell,
+                                    base);
         }
     MPI_Finalize();
     return 0;

@@ -13,11 +13,14 @@ double Now();  // wall clock, seconds
 // Million cell updates per second of step() over 'cells' cells on nThreads
 // threads: one step to first-touch the pages, then the best of three batches
 // of about 1.5e8 cell updates (half that on one thread), since the machine
-// is shared and a batch may lose its core.
+// is shared and a batch may lose its core. After each batch the triad runs
+// on as many threads; its median is the bandwidth to read this rate
+// against, taken while the machine was in the same mood.
 struct StepRate
 {
     double dMcells;
     int nSteps;
+    double dTriadGBs;
 };
 StepRate TimeStepRate(const std::function<void()>& step, double cells, int nThreads);
 
@@ -36,9 +39,6 @@ double MeasureDiskReadMBs(const std::string& dir, size_t nBytes = 512u << 20);
 void DropFromCache(const std::string& path);
 
 int64_t FileSize(const std::string& path);
-
-// A SEG-Y cube of n^3 nodes 10 m apart from the origin, every sample value.
-bool WriteCube(const std::string& file, int n, float value);
 
 // A SEG-Y cube of n^3 nodes 10 m apart from the origin, every sample value.
 bool WriteCube(const std::string& file, int n, float value);

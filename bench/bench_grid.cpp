@@ -1,0 +1,90 @@
+#include "bench_grid.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+
+#include <omp.h>
+
+namespace bench {
+
+bool ParseShapes(int argc, char** argv, int nMin, std::vector<Shape>& out)
+{
+    for (int i = 1; i < argc; i++)
+    {
+        if (argv[i][0] == '-')
+            continue;
+        Shape g;
+        const int k = std::sscanf(argv[i], "%dx%dx%d", &g.nx, &g.ny, &g.nz);
+        if (k == 1)
+            g.ny = g.nz = g.nx;
+        if ((k != 1 && k != 3) || std::min(g.nx, std::min(g.ny, g.nz)) < nMin)
+            return false;
+        out.push_back(g);
+    }
+    return true;
+}
+
+std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int nHalo, int nPML, int nTaper)
+{
+    std::unique_ptr<CCalc3D_OMP> e(new CCalc3D_OMP(app));
+    e->m_nx = g.nx;
+    e->m_ny = g.ny;
+    e->m_nz = g.nz;
+    e->m_nZ0 = 0;
+    e->m_nZ1 = g.nz - 1;
+    e->m_nZAll = g.nz;
+    e->m_nHalo = nHalo;
+    e->m_nPML = nPML;
+    e->m_nTaper = nTaper;
+    e->m_bPML = true;
+    e->m_dx = 10.0;
+    e->m_dt = 0.001;
+    if (e->AllocateMemory(false, true) != 0)
+        return nullptr;
+    const size_t cells = (size_t)g.nx * g.ny * g.nz;
+    std::fill(e->m_pVp, e->m_pVp + cells, 2000.0f);
+    if (e->m_pVs)
+        std::fill(e->m_pVs, e->m_pVs + cells, 1000.0f);
+    std::fill(e->m_pRho, e->m_pRho + cells, 2000.0f);
+    if (e->InitPMLProfile() != 0)
+        return nullptr;
+    std::mt19937 rng(1);
+    std::uniform_real_distribution<float> d(-1e-3f, 1e-3f);
+    for (size_t i = 0; i < cells; i++)
+        e->m_pTxx[i] = d(rng);
+    return e;
+}
+
+double SlabSideCells(const CCalc3D_OMP& e)
+{
+    return 2.0 * (double)(e.m_nPmlCellsX + e.m_nPmlCellsY + e.m_nPmlCellsZ);
+}
+
+bool HasInner(const CCalc3D_OMP& e)
+{
+    return std::min(e.m_nx, std::min(e.m_ny, e.m_nz)) > 2 * (e.m_nHalo + e.m_nPML);
+}
+
+void PrintHead()
+{
+    std::printf("%-14s %-6s %-7s %6s %9s %7s %7s %9s %6s %7s\n", "grid", "box", "threads", "steps", "Mcells/s",
+                "B/cell", "triad", "limit", "ratio", "of base");
+}
+
+void PrintRow(const std::string& what, const std::string& box, int nThreads, const StepRate& r, double bytes,
+              double base)
+{
+    const double limit = r.dTriadGBs * 1e3 / bytes, limitBase = r.dTriadGBs * 1e3 / base;
+    std::printf("%-14s %-6s %-7d %6d %9.1f %7.1f %7.1f %9.1f %6.2f %7.2f\n", what.c_str(), box.c_str(), nThreads,
+                r.nSteps, r.dMcells, bytes, r.dTriadGBs, limit, r.dMcells / limit, r.dMcells / limitBase);
+    std::fflush(stdout);
+}
+
+std::vector<int> ThreadCounts()
+{
+    const int nAll = omp_get_max_threads();
+    return nAll > 1 ? std::vector<int>{1, nAll} : std::vector<int>{1};
+}
+
+}  // namespace bench
