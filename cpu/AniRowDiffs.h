@@ -178,6 +178,60 @@ constexpr RowSet kRows = CollectRows();
 constexpr int kNumRows = kRows.n;
 static_assert(kNumRows == 40, "the 117 differences of a cell fall on 40 rows");
 
+// Rows that differ only in dy are one row of differences met again by the
+// next row of cells: a group per (velocity, axis, dz), whose rows a sweep
+// keeps in a ring of kSlots, slot (y + dy) & (kSlots - 1), so that a row of
+// cells that follows its neighbour in y computes only one row per group.
+constexpr int kSlots = 4;
+
+struct GroupSet
+{
+    int g[kMaxRows];   // group of each row
+    int n;
+    int dyLo[kMaxRows], dyHi[kMaxRows], dxLo[kMaxRows], dxHi[kMaxRows];
+    int first[kMaxRows];   // a row of the group, for its field, axis and dz
+};
+
+constexpr GroupSet CollectGroups()
+{
+    GroupSet s{};
+    for (int k = 0; k < kRows.n; k++)
+    {
+        const RowDef& r = kRows.r[k];
+        int g = 0;
+        while (g < s.n && !(kRows.r[s.first[g]].field == r.field && kRows.r[s.first[g]].axis == r.axis &&
+                            kRows.r[s.first[g]].dz == r.dz))
+            g++;
+        if (g == s.n)
+        {
+            s.n++;
+            s.first[g] = k;
+            s.dyLo[g] = s.dyHi[g] = r.dy;
+            s.dxLo[g] = r.dxLo;
+            s.dxHi[g] = r.dxHi;
+        }
+        s.g[k] = g;
+        s.dyLo[g] = r.dy < s.dyLo[g] ? r.dy : s.dyLo[g];
+        s.dyHi[g] = r.dy > s.dyHi[g] ? r.dy : s.dyHi[g];
+        s.dxLo[g] = r.dxLo < s.dxLo[g] ? r.dxLo : s.dxLo[g];
+        s.dxHi[g] = r.dxHi > s.dxHi[g] ? r.dxHi : s.dxHi[g];
+    }
+    return s;
+}
+
+constexpr GroupSet kGroups = CollectGroups();
+constexpr int kNumGroups = kGroups.n;
+static_assert(kNumGroups == 18, "the 40 rows fall into 18 groups along y");
+
+constexpr bool RingHoldsGroups()
+{
+    for (int g = 0; g < kNumGroups; g++)
+        if (kGroups.dyHi[g] - kGroups.dyLo[g] >= kSlots)
+            return false;
+    return true;
+}
+static_assert(RingHoldsGroups(), "a group spans more rows than its ring holds");
+
 // Where one difference of column x is found: row r at column x + dx.
 struct Tap
 {
@@ -189,53 +243,51 @@ constexpr Tap TapOf(const Diff& d)
     return {FindRow(kRows, d), MinusOffset(d).dx};
 }
 
-// The rows of one row of cells: p[r*s + x] is the difference of row r for
-// column x, for the columns the row is read at. One base and a stride
-// rather than a pointer per row: the row loops then index with loop
-// invariants only, which they vectorise.
+// The differences of one row of cells: row[r][x] is the difference of row
+// r for column x, for the columns the row is read at. The pointers stay
+// fixed along the row, so the row loops index with loop invariants only.
 struct DiffRows
 {
-    float* p;
-    int64_t s;
+    const float* row[kNumRows];
 };
 
 template <int J>
-ONDEX_HD float RowPlain(const float* p, int64_t s, int x)
+ONDEX_HD float RowPlain(const DiffRows& p, int x)
 {
     constexpr Tap t = TapOf(kPlainDefs[J]);
-    return p[t.r * s + (x + t.dx)];
+    return p.row[t.r][x + t.dx];
 }
 
 template <int J>
-ONDEX_HD float RowAvg(const float* p, int64_t s, int x)
+ONDEX_HD float RowAvg(const DiffRows& p, int x)
 {
     constexpr Tap t0 = TapOf(AvgTerm(kAvgDefs[J], 0)), t1 = TapOf(AvgTerm(kAvgDefs[J], 1));
     constexpr Tap t2 = TapOf(AvgTerm(kAvgDefs[J], 2)), t3 = TapOf(AvgTerm(kAvgDefs[J], 3));
-    const float d = p[t0.r * s + (x + t0.dx)] + p[t1.r * s + (x + t1.dx)] + p[t2.r * s + (x + t2.dx)] +
-                    p[t3.r * s + (x + t3.dx)];
+    const float d = p.row[t0.r][x + t0.dx] + p.row[t1.r][x + t1.dx] + p.row[t2.r][x + t2.dx] +
+                    p.row[t3.r][x + t3.dx];
     return 0.25f * d;
 }
 
 template <int... J>
-ONDEX_HD void RowAvgs(const float* p, int64_t s, int x, AvgDerivs& a, std::integer_sequence<int, J...>)
+ONDEX_HD void RowAvgs(const DiffRows& p, int x, AvgDerivs& a, std::integer_sequence<int, J...>)
 {
-    ((a.v[J / 9][J % 9] = RowAvg<J>(p, s, x)), ...);
+    ((a.v[J / 9][J % 9] = RowAvg<J>(p, x)), ...);
 }
 
 // The nine plain derivatives and the 27 averages of column x, as
 // ElaStrainDerivs and AniAvgDerivs give them.
-ONDEX_HD void RowDerivs(const float* p, int64_t s, int x, ela::StrainDerivs& d, AvgDerivs& a)
+ONDEX_HD void RowDerivs(const DiffRows& p, int x, ela::StrainDerivs& d, AvgDerivs& a)
 {
-    d.ex = RowPlain<0>(p, s, x);
-    d.a2 = RowPlain<1>(p, s, x);
-    d.b2 = RowPlain<2>(p, s, x);
-    d.ey = RowPlain<3>(p, s, x);
-    d.a1 = RowPlain<4>(p, s, x);
-    d.c2 = RowPlain<5>(p, s, x);
-    d.ez = RowPlain<6>(p, s, x);
-    d.b1 = RowPlain<7>(p, s, x);
-    d.c1 = RowPlain<8>(p, s, x);
-    RowAvgs(p, s, x, a, std::make_integer_sequence<int, 27>());
+    d.ex = RowPlain<0>(p, x);
+    d.a2 = RowPlain<1>(p, x);
+    d.b2 = RowPlain<2>(p, x);
+    d.ey = RowPlain<3>(p, x);
+    d.a1 = RowPlain<4>(p, x);
+    d.c2 = RowPlain<5>(p, x);
+    d.ez = RowPlain<6>(p, x);
+    d.b1 = RowPlain<7>(p, x);
+    d.c1 = RowPlain<8>(p, x);
+    RowAvgs(p, x, a, std::make_integer_sequence<int, 27>());
 }
 
 } // namespace rows

@@ -12,7 +12,8 @@
 // relaxation mechanisms, take the per-cell path.
 //
 // The 21-constant runs read their differences from rows computed once per
-// row of cells (AniRowDiffs.h), one set of rows per thread.
+// row of cells (AniRowDiffs.h), kept in a ring per thread so that the next
+// row of cells in y computes only the rows it does not share.
 //
 // This file knows nothing of the engine object.
 
@@ -144,8 +145,7 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
     const int64_t base = r.base;
     const RowSide rz = r.z, ry = r.y, rx = r.x;
     const ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
-    const float* const q = r.d.p;
-    const int64_t qs = r.d.s;
+    const ani::rows::DiffRows& q = r.d;
 #pragma omp simd
     for (int x = xa; x <= xb; x++)
     {
@@ -153,7 +153,7 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
         ela::StrainDerivs d;
         ani::AvgDerivs a;
         if (bAni)
-            ani::rows::RowDerivs(q, qs, x, d, a);
+            ani::rows::RowDerivs(q, x, d, a);
         else
             ela::ElaStrainDerivs(f, i, d);
         if (ZY & R_Z)
@@ -171,22 +171,50 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
     }
 }
 
-// Computes every row for the columns x0..x1 of the row of cells whose
-// column 0 has index base.
-ONDEX_ROW_CLONES void FillRows(const ela::ElaFields& f, int64_t base, int x0, int x1, const ani::rows::DiffRows& d)
+// The thread's ring of difference rows (21-constant step): kSlots rows of
+// nx + 2 floats per group, and the row of cells it was last filled for.
+struct Ring
 {
+    std::vector<float> buf;
+    int64_t s = 0;
+    int y = -1, z = -1;
+};
+
+// One row of differences of a group: the D- of the group's velocity along
+// its axis, dy rows off the row of cells at base, for its columns.
+ONDEX_ROW_CLONES void FillRow(const float* p, int64_t st, int64_t off, float* q, int xa, int xb)
+{
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+        q[x] = fd::DMinus(p, off + x, st);
+}
+
+// The rows of the row of cells (y, z) at base for the columns x0..x1 (the
+// same for every row of a sweep): only the newest row of each group when
+// the ring holds the previous row in y, else all; then where each row lies.
+void FillRows(const ela::ElaFields& f, int64_t base, int y, int z, int x0, int x1, Ring& ring,
+              ani::rows::DiffRows& d)
+{
+    namespace rows = ani::rows;
     const float* const u[3] = {f.ux, f.uy, f.uz};
     const int64_t s[3] = {1, f.sy, f.sz};
-    for (int k = 0; k < ani::rows::kNumRows; k++)
+    const bool bNext = ring.z == z && ring.y == y - 1;
+    for (int g = 0; g < rows::kNumGroups; g++)
     {
-        const ani::rows::RowDef& r = ani::rows::kRows.r[k];
-        const float* const p = u[r.field];
-        const int64_t st = s[r.axis], off = base + r.dz * f.sz + r.dy * f.sy;
-        float* const q = d.p + k * d.s;
-        const int xa = x0 + r.dxLo, xb = x1 + r.dxHi;
-#pragma omp simd
-        for (int x = xa; x <= xb; x++)
-            q[x] = fd::DMinus(p, off + x, st);
+        const rows::RowDef& r = rows::kRows.r[rows::kGroups.first[g]];
+        for (int dy = bNext ? rows::kGroups.dyHi[g] : rows::kGroups.dyLo[g]; dy <= rows::kGroups.dyHi[g]; dy++)
+        {
+            float* const q = ring.buf.data() + (g * rows::kSlots + ((y + dy) & (rows::kSlots - 1))) * ring.s + 1;
+            FillRow(u[r.field], s[r.axis], base + r.dz * f.sz + dy * f.sy, q, x0 + rows::kGroups.dxLo[g],
+                    x1 + rows::kGroups.dxHi[g]);
+        }
+    }
+    ring.y = y;
+    ring.z = z;
+    for (int k = 0; k < rows::kNumRows; k++)
+    {
+        const int slot = (y + rows::kRows.r[k].dy) & (rows::kSlots - 1);
+        d.row[k] = ring.buf.data() + (rows::kGroups.g[k] * rows::kSlots + slot) * ring.s + 1;
     }
 }
 
@@ -231,10 +259,9 @@ void CellRow(const ani::AniStep& s, int y, int z, int x0, int x1)
             ort::OrtCellTau(s.o, x, y, z);
 }
 
-// buf: the thread's rows of differences (21-constant step), kNumRows rows
-// of nx + 2 floats.
+// ring: the thread's rows of differences (21-constant step).
 template <bool bAni>
-void Row(const ani::AniStep& s, int y, int z, int x0, int x1, float* buf)
+void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
 {
     const ela::ElaStep& e = s.o.e;
     const fd::SlabGeom& g = e.g;
@@ -248,11 +275,8 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, float* buf)
     r.base = ela::ElaIndex(e.f, 0, y, z);
     // Once the row is known to take the runs.
     auto fill = [&]() {
-        if (!bAni)
-            return;
-        r.d.p = buf + 1;
-        r.d.s = g.nx + 2;
-        FillRows(e.f, r.base, x0, x1, r.d);
+        if (bAni)
+            FillRows(e.f, r.base, y, z, x0, x1, ring, r.d);
     };
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
@@ -322,12 +346,17 @@ bool Sweep(const ani::AniStep& s, const fd::Box& b)
     unsigned char bOk = 1;   // only ever cleared
 #pragma omp parallel
     {
-        std::vector<float> buf(bAni ? (size_t)ani::rows::kNumRows * (s.o.e.g.nx + 2) : 0);
+        Ring ring;
+        if (bAni)
+        {
+            ring.s = s.o.e.g.nx + 2;
+            ring.buf.resize((size_t)ani::rows::kNumGroups * ani::rows::kSlots * ring.s);
+        }
 #pragma omp for schedule(static)
         for (int64_t n = 0; n < nRows; n++)
         {
             const int z = b.z0 + (int)(n / nRowsY), y = b.y0 + (int)(n % nRowsY);
-            Row<bAni>(s, y, z, b.x0, b.x1, buf.data());
+            Row<bAni>(s, y, z, b.x0, b.x1, ring);
             if (bCheck && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)]))
             {
 #pragma omp atomic write
