@@ -2,6 +2,7 @@
 // traces all read), never a crash, a hang or a read outside a buffer.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
 #include "files/SdsPC.h"
@@ -67,36 +68,23 @@ TEST(SdsPCBadInput, SegyCorpus)
     cases.push_back({"midfirsttrace", ".sgy", Cut(g, 3600 + 240 + 100), false});
     cases.push_back({"midsecondtrace", ".sgy", Cut(g, 3600 + 440 + 240 + 10), true});
 
-    for (int ns : {0, 1, -5}) {
+    auto variant = [&](const std::string& label, std::function<void(RawSgy&)> edit, bool mayOpen) {
         RawSgy s = good;
+        edit(s);
+        cases.push_back({label, ".sgy", BuildSgy(s), mayOpen});
+    };
+    auto allNs = [](RawSgy& s, int ns) {
         s.ns = ns;
         for (auto& t : s.traces) t.ns = ns;
-        cases.push_back({"ns" + std::to_string(ns), ".sgy", BuildSgy(s), false});
-    }
-    {
-        // Huge sample count in every header, far beyond the file.
-        RawSgy s = good;
-        s.ns = 32767;
-        for (auto& t : s.traces) t.ns = 32767;
-        cases.push_back({"hugens", ".sgy", BuildSgy(s), false});
-    }
-    {
-        // Only the second trace claims a huge length: the first opens.
-        RawSgy s = good;
-        s.traces[1].ns = 32000;
-        cases.push_back({"hugens2", ".sgy", BuildSgy(s), true});
-    }
-    {
-        // Negative count in a trace header falls back to the file's.
-        RawSgy s = good;
-        s.traces[2].ns = -7;
-        cases.push_back({"negns_trace", ".sgy", BuildSgy(s), true});
-    }
-    for (int fmt : {0, 7, 8, 4}) {
-        RawSgy s = good;
-        s.format = fmt;
-        cases.push_back({"format" + std::to_string(fmt), ".sgy", BuildSgy(s), fmt == 4});
-    }
+    };
+    for (int ns : {0, 1, -5, 32767})  // the last far beyond the file
+        variant("ns" + std::to_string(ns), [&](RawSgy& s) { allNs(s, ns); }, false);
+    // Only the second trace claims a huge length: the first opens.
+    variant("hugens2", [](RawSgy& s) { s.traces[1].ns = 32000; }, true);
+    // Negative count in a trace header falls back to the file's.
+    variant("negns_trace", [](RawSgy& s) { s.traces[2].ns = -7; }, true);
+    for (int fmt : {0, 7, 8, 4})
+        variant("format" + std::to_string(fmt), [fmt](RawSgy& s) { s.format = fmt; }, fmt == 4);
     {
         std::mt19937 rng(12345);
         for (int r = 0; r < 20; r++) {

@@ -2,7 +2,6 @@
 // refreshed; rotation and the catalogue orderings.
 #include <gtest/gtest.h>
 
-
 #include "files/SdsPC.h"
 #include "files_test_util.h"
 
@@ -108,15 +107,7 @@ TEST(SdsPCCatalogue, RejectionReasons)
 
 TEST(SdsPCCatalogue, Orderings)
 {
-    auto mk = [](float sx, float rx, float sy, float ry) {
-        SDS_TRACEINFO e;
-        memset(&e, 0, sizeof(e));
-        e.fSrcX = sx;
-        e.fRecX = rx;
-        e.fSrcY = sy;
-        e.fRecY = ry;
-        return e;
-    };
+    auto mk = [](float sx, float rx, float sy, float ry) { return Info(sx, sy, 0, rx, ry, 0); };
     std::vector<SDS_TRACEINFO> v = {mk(3, 1, 0, 0), mk(1, 9, 5, 0), mk(1, 2, 7, 0), mk(12, 0, 1, 8)};
     struct {
         int (*cmp)(const void*, const void*);

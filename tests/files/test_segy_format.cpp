@@ -104,10 +104,8 @@ TEST(IbmFloat, BlockDecoderAgreesWithSingleDecoder)
             for (uint32_t m : mant) {
                 const uint32_t w = (sign << 31) | (e << 24) | m;
                 words.push_back(w);
-                bytes.push_back((unsigned char)(w >> 24));
-                bytes.push_back((unsigned char)(w >> 16));
-                bytes.push_back((unsigned char)(w >> 8));
-                bytes.push_back((unsigned char)w);
+                bytes.resize(bytes.size() + 4);
+                PutN(bytes, bytes.size() - 4, w, 4, true);
             }
     std::vector<float> out(words.size(), -1.0f);
     DecodeIBMFloats(bytes.data(), out.data(), (int)words.size());
@@ -184,32 +182,11 @@ TEST_F(SegyHeader, TraceHeaderFieldsWithScalers)
     double t[3] = {0.0, 1000.0, 2.0};
     SDS_TRACEINFO info = Info(12.34f, 100.5f, 5.5f, 15.34f, 96.5f, 7.25f, 3);
     SGY_TRACEHEADER h = obj.CreateSGYHeaderTrace(p, info, t, DU_MSEC);
-    const std::vector<unsigned char> b((unsigned char*)&h, (unsigned char*)&h + sizeof(h));
-    EXPECT_EQ(be32(b, 0), 5);
-    EXPECT_EQ(be32(b, 4), 5);
-    EXPECT_EQ(be32(b, 8), 3);
-    EXPECT_EQ(be32(b, 12), 2);
-    EXPECT_EQ(be32(b, 16), 3);
-    EXPECT_EQ(be32(b, 20), 5);
-    EXPECT_EQ(be32(b, 24), 5);
-    EXPECT_EQ(be16(b, 28), 1);
-    EXPECT_EQ(be16(b, 34), 1);
-    EXPECT_EQ(be32(b, 36), 5);  // sqrt(3^2 + 4^2)
-    EXPECT_EQ(be32(b, 40), -72);  // -7.25 * 10 = -72.5; floor(-72.5 + 0.5)
-    EXPECT_EQ(be32(b, 44), -55);
-    EXPECT_EQ(be16(b, 68), -10);
-    EXPECT_EQ(be16(b, 70), -100);
-    EXPECT_EQ(be32(b, 72), 1234);
-    EXPECT_EQ(be32(b, 76), 10050);
-    EXPECT_EQ(be32(b, 80), 1534);
-    EXPECT_EQ(be32(b, 84), 9650);
-    EXPECT_EQ(be16(b, 88), 1);
-    EXPECT_EQ(be16(b, 114), 501);
-    EXPECT_EQ(be16(b, 116), 2000);
-    EXPECT_EQ(be32(b, 180), 15);
-    EXPECT_EQ(be32(b, 184), 97);
-    EXPECT_EQ(be32(b, 188), 2);
-    EXPECT_EQ(be32(b, 192), 5);
+    const Bytes b((unsigned char*)&h, (unsigned char*)&h + sizeof(h));
+    // Offset 36: sqrt(3^2 + 4^2); 40: -7.25 * 10 = -72.5, floor(-72.5 + 0.5).
+    ExpectAt(b, BE32, {{0, 5}, {4, 5}, {8, 3}, {12, 2}, {16, 3}, {20, 5}, {24, 5}, {36, 5}, {40, -72}, {44, -55},
+                       {72, 1234}, {76, 10050}, {80, 1534}, {84, 9650}, {180, 15}, {184, 97}, {188, 2}, {192, 5}});
+    ExpectAt(b, BE16, {{28, 1}, {34, 1}, {68, -10}, {70, -100}, {88, 1}, {114, 501}, {116, 2000}});
     for (size_t i = 196; i < 240; i++)
         ASSERT_EQ(b[i], 0) << i;
 }
@@ -232,13 +209,8 @@ TEST_F(InfMap, SetTraceInfoReadsMappedFieldsWithScalers)
     obj.m_Type = SGY;
     obj.GetInfoTraceFromFile(nullptr);
     unsigned char th[240] = {};
-    SetField32(th, 72, 1234);
-    SetField32(th, 76, -500);
-    SetField32(th, 80, 2000);
-    SetField32(th, 84, 10);
-    SetField32(th, 44, -77);
-    SetField32(th, 40, 300);
-    SetField32(th, 16, 42);
+    for (auto f : {std::make_pair(72, 1234), {76, -500}, {80, 2000}, {84, 10}, {44, -77}, {40, 300}, {16, 42}})
+        SetField32(th, f.first, f.second);
     SetField16(th, 70, -100);
     SetField16(th, 68, 10);
     SDS_TRACEINFO info = Info(0, 0, 0, 0, 0, 0);

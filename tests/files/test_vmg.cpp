@@ -49,26 +49,10 @@ TEST_F(Vmg, SnapshotFrameHeaderAndInterleaving)
     auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 3 * 2 * 2 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
-    EXPECT_EQ(lef32(b, 132), 0.0f);
-    EXPECT_EQ(lef32(b, 136), 20.0f);
-    EXPECT_EQ(lef32(b, 140), 10.0f);
-    EXPECT_EQ(lef32(b, 144), 5.0f);
-    EXPECT_EQ(lef32(b, 148), 100.0f);
-    EXPECT_EQ(lef32(b, 152), 200.0f);
-    EXPECT_EQ(lef32(b, 156), 100.0f);
-    EXPECT_EQ(lef32(b, 160), 0.01f);
-    EXPECT_EQ(lef32(b, 164), 0.01f);
-    EXPECT_EQ(lef32(b, 168), 0.01f);
-    EXPECT_EQ(lef32(b, 172), 0.0f);  // one row: stop - start
-    EXPECT_EQ(le32(b, 196), 3);
-    EXPECT_EQ(le32(b, 200), 2);
-    EXPECT_EQ(le32(b, 204), 1);
-    EXPECT_EQ(le32(b, 208), 1);
-    EXPECT_EQ(le32(b, 232), 1);
-    EXPECT_EQ(le32(b, 236), 1);
-    EXPECT_EQ(le32(b, 240), 0);
-    EXPECT_EQ(le32(b, 244), 2);
-    EXPECT_EQ(le32(b, 248), 3);
+    // Offset 172: stop - start of the one row.
+    ExpectAt(b, LEF32, {{132, 0}, {136, 20}, {140, 10}, {144, 5}, {148, 100}, {152, 200}, {156, 100},
+                        {160, 0.01f}, {164, 0.01f}, {168, 0.01f}, {172, 0}});
+    ExpectAt(b, LE32, {{196, 3}, {200, 2}, {204, 1}, {208, 1}, {232, 1}, {236, 1}, {240, 0}, {244, 2}, {248, 3}});
     EXPECT_EQ(std::string((char*)&b[252], 2), "XZ");
     EXPECT_EQ(std::string((char*)&b[260], 4), "XZTY");
     EXPECT_EQ(std::string((char*)&b[268]), "Snap");
@@ -94,10 +78,7 @@ TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
     auto b = ReadBytes(P("m.vmg"));
     ASSERT_EQ(b.size(), part1.size() + part3.size());
     // Frame 0 from part 1, frame 1 from part 3 with index 2: numbered by part.
-    EXPECT_EQ(le32(b, 236), 2);
-    EXPECT_EQ(le32(b, 240), 0);
-    EXPECT_EQ(le32(b, part1.size() + 236), 2);
-    EXPECT_EQ(le32(b, part1.size() + 240), 2);
+    ExpectAt(b, LE32, {{236, 2}, {240, 0}, {part1.size() + 236, 2}, {part1.size() + 240, 2}});
     EXPECT_EQ(lef32(b, part1.size() + 144), 300.0f);
     EXPECT_EQ(memcmp(&b[296], &part1[296], part1.size() - 296), 0);
     EXPECT_EQ(memcmp(&b[part1.size() + 296], &part3[296], part3.size() - 296), 0);
