@@ -41,12 +41,7 @@ float LateralRho(double x, double y, double z)
 Job1D LateralJob()
 {
     Job1D job;
-    job.nx = kNx;
-    job.ny = kNy;
-    job.dxy = kStep;
-    job.depth = 300;
-    job.t1 = 0.25;
-    job.vp = LateralVp;
+    job.nx = kNx, job.ny = kNy, job.dxy = kStep, job.depth = 300, job.t1 = 0.25, job.vp = LateralVp;
     job.rho = LateralRho;
     job.receivers.clear();
     for (int j = 0; j < kNy; j++)
@@ -81,8 +76,7 @@ TEST(Survey1D, EachTraceSeesItsOwnColumn)
             }
             distinct.insert(tr);
             Job1D one;
-            one.depth = job.depth;
-            one.t1 = job.t1;
+            one.depth = job.depth, one.t1 = job.t1;
             one.vp = [i, j](double, double, double z) { return LateralVp(i * kStep, j * kStep, z); };
             one.rho = [i, j](double, double, double z) { return LateralRho(i * kStep, j * kStep, z); };
             one.receivers = {C3DPointR(0, 0, 40)};
@@ -180,8 +174,7 @@ TEST(Survey1D, BadInputIsRefusedWithItsMessage)
 TEST(Survey1D, ColumnBetweenModelNodesIsBlended)
 {
     Job1D job;
-    job.modelDz = 5.0;
-    job.depth = 200.0;
+    job.modelDz = 5.0, job.depth = 200.0;
     auto vp = [](double z) { return 2000.0 + 2.0 * z; };
     job.vp = [&](double, double, double z) { return (float)vp(z); };
     Prepared1D p(job);

@@ -67,15 +67,11 @@ inline float lef32(const Bytes& b, size_t off)
 }
 
 // Each {offset, value} of the bytes from base on, read by the given reader.
-inline void ExpectAt(const Bytes& b, double (*read)(const Bytes&, size_t),
-                     std::initializer_list<std::pair<size_t, double>> fields, size_t base = 0)
+template <class Read>
+void ExpectAt(const Bytes& b, Read read, std::initializer_list<std::pair<size_t, double>> fields, size_t base = 0)
 {
-    for (const auto& f : fields) EXPECT_EQ(read(b, base + f.first), f.second) << "offset " << f.first;
+    for (const auto& f : fields) EXPECT_EQ((double)read(b, base + f.first), f.second) << "offset " << f.first;
 }
-inline double BE32(const Bytes& b, size_t off) { return be32(b, off); }
-inline double BE16(const Bytes& b, size_t off) { return be16(b, off); }
-inline double LE32(const Bytes& b, size_t off) { return le32(b, off); }
-inline double LEF32(const Bytes& b, size_t off) { return lef32(b, off); }
 
 // IBM single precision, worked out from the definition: sign, 7-bit excess-64
 // power of 16, 24-bit fraction.
@@ -155,14 +151,10 @@ template <class F>
 RawSgy LineSgy(int nTraces, int ns, int format, bool be, F f, int x0 = 0, int dx = 10)
 {
     RawSgy s;
-    s.bigEndian = be;
-    s.format = format;
-    s.ns = ns;
+    s.bigEndian = be, s.format = format, s.ns = ns;
     for (int k = 0; k < nTraces; k++) {
         RawTrace t;
-        t.srcX = t.recX = x0 + k * dx;
-        t.record = 7;
-        t.channel = k + 1;
+        t.srcX = t.recX = x0 + k * dx, t.record = 7, t.channel = k + 1;
         for (int i = 0; i < ns; i++) t.samples.push_back((float)f(k, i));
         s.traces.push_back(t);
     }
@@ -233,7 +225,7 @@ Bytes BuildVmgFrame(int n1, int n2, float x0, float x1, float z0, float z1, cons
 // "Ondex-0.log" then lands there too) and is removed with its files.
 class ScratchDir : public testutil::TempDir {
 public:
-    ScratchDir() : TempDir(true, "ondex_files") {}
+    ScratchDir() : TempDir(true, "ondex_files") { EXPECT_TRUE(ok()); }
 };
 
 // A static setting put back at the end of a test.

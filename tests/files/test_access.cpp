@@ -9,17 +9,6 @@
 
 using namespace sdspc_test;
 
-namespace {
-
-uint32_t Bits(float v)
-{
-    uint32_t u;
-    memcpy(&u, &v, 4);
-    return u;
-}
-
-}  // namespace
-
 // A sine sampled every 2 ms, read onto a finer and a coarser axis: linear
 // interpolation stays within h^2/8 * max|f''| of the true curve.
 TEST(SdsPCAccess, ResampleSineFinerAndCoarser)
@@ -64,7 +53,9 @@ TEST(SdsPCAccess, SetTraceSegyIbmAndShort)
         std::vector<float> buf(5);
         ASSERT_TRUE(f.GetTrace(1, buf.data(), 5));
         if (format == 1) {
-            EXPECT_EQ(Bits(v[0]), 0x00001841u);  // the caller's buffer now holds IBM words, file order
+            uint32_t w;
+            memcpy(&w, &v[0], 4);
+            EXPECT_EQ(w, 0x00001841u);  // the caller's buffer now holds IBM words, file order
             const float expect[] = {1.5f, -2.25f, 0.0f, 1000.125f, 40000.4f};
             for (int i = 0; i < 4; i++) EXPECT_EQ(buf[i], expect[i]) << i;
             EXPECT_NEAR(buf[4], expect[4], 0.01);
@@ -72,10 +63,10 @@ TEST(SdsPCAccess, SetTraceSegyIbmAndShort)
             const float expect[] = {1.0f, -2.0f, 0.0f, 1000.0f, 32767.0f};
             for (int i = 0; i < 5; i++) EXPECT_EQ(buf[i], expect[i]) << i;
         }
-        // Neighbours untouched.
-        ASSERT_TRUE(f.GetTrace(0, buf.data(), 5));
-        ASSERT_TRUE(f.GetTrace(2, buf.data() + 0, 5));
-        for (float x : buf) EXPECT_EQ(x, 0.0f);
+        for (int k : {0, 2}) {  // neighbours untouched
+            ASSERT_TRUE(f.GetTrace(k, buf.data(), 5));
+            for (float x : buf) EXPECT_EQ(x, 0.0f) << k;
+        }
     }
 }
 
@@ -93,8 +84,7 @@ TEST(SdsPCAccess, TraceHeaderRoundTrip)
             EXPECT_EQ(h.traceSeqLine, 3);
             EXPECT_EQ(h.recX, 100);
             EXPECT_EQ(h.numSamples, 5);
-            h.inlineNumber = 1234;
-            h.crosslineNumber = -5;
+            h.inlineNumber = 1234, h.crosslineNumber = -5;
             ASSERT_TRUE(f.SetTraceHeader(2, h, 0));
         }
         auto b = ReadBytes(name);

@@ -71,29 +71,21 @@ TEST(SdsPCCatalogue, RejectionReasons)
 {
     struct Edit {
         const char* label;
-        void (*apply)(std::vector<unsigned char>&);
+        void (*apply)(Bytes&);
     } edits[] = {
-        {"other version", [](std::vector<unsigned char>& b) { Put32(b, 0, 1, false); }},
-        {"version 3", [](std::vector<unsigned char>& b) { Put32(b, 0, 3, false); }},
-        {"cut in the entries", [](std::vector<unsigned char>& b) { b.resize(kCatalogue + 44 * 2 + 5); }},
-        {"cut in the header", [](std::vector<unsigned char>& b) { b.resize(60); }},
-        {"cut before the unit", [](std::vector<unsigned char>& b) { b.resize(kAfterEntries + 2); }},
-        {"cut in the value scale", [](std::vector<unsigned char>& b) { b.resize(kAfterEntries + 4 + 3); }},
-        {"trace count 2", [](std::vector<unsigned char>& b) { Put32(b, 20, 2, false); }},
-        {"trace count beyond the file", [](std::vector<unsigned char>& b) { Put32(b, 20, 1000000, false); }},
-        {"trace length 2", [](std::vector<unsigned char>& b) { Put32(b, 24, 2, false); }},
-        {"step 0", [](std::vector<unsigned char>& b) { memset(&b[44], 0, 8); }},
-        {"start after stop", [](std::vector<unsigned char>& b) {
-             double v = 1e9;
-             memcpy(&b[28], &v, 8);
-         }},
-        {"data type 9", [](std::vector<unsigned char>& b) { Put32(b, 84, 9, false); }},
-        {"stale size", [](std::vector<unsigned char>& b) {
-             int64_t v;
-             memcpy(&v, &b[4], 8);
-             v += 240;
-             memcpy(&b[4], &v, 8);
-         }},
+        {"other version", [](Bytes& b) { Put32(b, 0, 1, false); }},
+        {"version 3", [](Bytes& b) { Put32(b, 0, 3, false); }},
+        {"cut in the entries", [](Bytes& b) { b.resize(kCatalogue + 44 * 2 + 5); }},
+        {"cut in the header", [](Bytes& b) { b.resize(60); }},
+        {"cut before the unit", [](Bytes& b) { b.resize(kAfterEntries + 2); }},
+        {"cut in the value scale", [](Bytes& b) { b.resize(kAfterEntries + 4 + 3); }},
+        {"trace count 2", [](Bytes& b) { Put32(b, 20, 2, false); }},
+        {"trace count beyond the file", [](Bytes& b) { Put32(b, 20, 1000000, false); }},
+        {"trace length 2", [](Bytes& b) { Put32(b, 24, 2, false); }},
+        {"step 0", [](Bytes& b) { memset(&b[44], 0, 8); }},
+        {"start after stop", [](Bytes& b) { const double v = 1e9; memcpy(&b[28], &v, 8); }},
+        {"data type 9", [](Bytes& b) { Put32(b, 84, 9, false); }},
+        {"stale size", [](Bytes& b) { Put32(b, 4, le32(b, 4) + 240, false); }},  // 64-bit, low word first
     };
     for (auto& e : edits) {
         CatFixture c;

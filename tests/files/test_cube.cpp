@@ -20,13 +20,10 @@ struct Placed {
 std::string CubeSource(const TempDir& d, const char* file, const std::vector<Placed>& traces)
 {
     RawSgy s;
-    s.format = 5;
-    s.ns = 11;
-    s.interval = 10000;
+    s.format = 5, s.ns = 11, s.interval = 10000;
     for (auto& p : traces) {
         RawTrace t;
-        t.srcX = t.recX = p.recX;
-        t.srcY = t.recY = p.recY;
+        t.srcX = t.recX = p.recX, t.srcY = t.recY = p.recY;
         for (int i = 0; i < 11; i++) t.samples.push_back(p.base + i);
         s.traces.push_back(t);
     }

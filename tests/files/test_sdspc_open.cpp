@@ -58,8 +58,7 @@ TEST(SdsPCOpen, DeadTracesAreLeftOut)
 {
     TempDir d;
     RawSgy s = LineSgy(6, 5, 3, true, [](int k, int) { return (double)k; });
-    s.traces[1].traceId = 2;
-    s.traces[4].traceId = 2;
+    s.traces[1].traceId = 2, s.traces[4].traceId = 2;
     CSdsPC f;
     ASSERT_TRUE(WriteAndOpen(f, d / "dead.sgy", BuildSgy(s)));
     ASSERT_EQ(f.m_nTraceCount, 4);
@@ -76,11 +75,7 @@ TEST(SdsPCOpen, SdsFile)
     TempDir d;
     std::vector<RawSdsTrace> tr(5);
     for (int k = 0; k < 5; k++) {
-        tr[k].srcX = 10 * k;
-        tr[k].recX = 10 * k + 5;
-        tr[k].srcY = 7;
-        tr[k].recY = 8;
-        tr[k].step = 20;
+        tr[k].srcX = 10 * k, tr[k].recX = 10 * k + 5, tr[k].srcY = 7, tr[k].recY = 8, tr[k].step = 20;
         for (int i = 0; i < 6; i++) tr[k].samples.push_back((float)(k * 10 + i));
     }
     tr[2].actualFlag = 0;   // dead

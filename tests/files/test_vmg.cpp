@@ -42,7 +42,6 @@ protected:
 
 TEST_F(Vmg, SnapshotFrameHeaderAndInterleaving)
 {
-    ASSERT_TRUE(dir.ok());
     auto a = Plane(3, 2, 1, 0.0f), c = Plane(3, 2, 1, 1000.0f);
     const std::string name = P("s.vmg");
     ASSERT_TRUE(Add(name, 3, 2, 1, 0.01, 0.01, a.data(), nullptr, c.data(), "XZ"));
@@ -50,9 +49,9 @@ TEST_F(Vmg, SnapshotFrameHeaderAndInterleaving)
     ASSERT_EQ(b.size(), 296u + 3 * 2 * 2 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
     // Offset 172: stop - start of the one row.
-    ExpectAt(b, LEF32, {{132, 0}, {136, 20}, {140, 10}, {144, 5}, {148, 100}, {152, 200}, {156, 100},
+    ExpectAt(b, lef32, {{132, 0}, {136, 20}, {140, 10}, {144, 5}, {148, 100}, {152, 200}, {156, 100},
                         {160, 0.01f}, {164, 0.01f}, {168, 0.01f}, {172, 0}});
-    ExpectAt(b, LE32, {{196, 3}, {200, 2}, {204, 1}, {208, 1}, {232, 1}, {236, 1}, {240, 0}, {244, 2}, {248, 3}});
+    ExpectAt(b, le32, {{196, 3}, {200, 2}, {204, 1}, {208, 1}, {232, 1}, {236, 1}, {240, 0}, {244, 2}, {248, 3}});
     EXPECT_EQ(std::string((char*)&b[252], 2), "XZ");
     EXPECT_EQ(std::string((char*)&b[260], 4), "XZTY");
     EXPECT_EQ(std::string((char*)&b[268]), "Snap");
@@ -66,7 +65,6 @@ TEST_F(Vmg, SnapshotFrameHeaderAndInterleaving)
 
 TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
 {
-    ASSERT_TRUE(dir.ok());
     std::vector<float> p1 = Plane(3, 2, 2, 0.0f), p3 = Plane(3, 2, 2, 500.0f);
     ASSERT_TRUE(Add(P("m-1.vmg"), 3, 2, 2, 0.01, 0.02, p1.data(), nullptr, nullptr, "Z", 100.0));
     ASSERT_TRUE(Add(P("m-3.vmg"), 3, 2, 2, 0.01, 0.02, p3.data(), nullptr, nullptr, "Z", 300.0));
@@ -78,7 +76,7 @@ TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
     auto b = ReadBytes(P("m.vmg"));
     ASSERT_EQ(b.size(), part1.size() + part3.size());
     // Frame 0 from part 1, frame 1 from part 3 with index 2: numbered by part.
-    ExpectAt(b, LE32, {{236, 2}, {240, 0}, {part1.size() + 236, 2}, {part1.size() + 240, 2}});
+    ExpectAt(b, le32, {{236, 2}, {240, 0}, {part1.size() + 236, 2}, {part1.size() + 240, 2}});
     EXPECT_EQ(lef32(b, part1.size() + 144), 300.0f);
     EXPECT_EQ(memcmp(&b[296], &part1[296], part1.size() - 296), 0);
     EXPECT_EQ(memcmp(&b[part1.size() + 296], &part3[296], part3.size() - 296), 0);
@@ -96,7 +94,6 @@ TEST_F(Vmg, FrameMergeKeepsFramesAndDeletesParts)
 
 TEST_F(Vmg, MergeOfATruncatedPartFailsAndKeepsTheParts)
 {
-    ASSERT_TRUE(dir.ok());
     std::vector<float> p = Plane(3, 2, 2, 0.0f);
     ASSERT_TRUE(Add(P("t-1.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));
     ASSERT_TRUE(Add(P("t-2.vmg"), 3, 2, 2, 0.01, 0.02, p.data(), nullptr, nullptr, "P"));

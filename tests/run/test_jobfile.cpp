@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,7 +13,6 @@
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
-#include "run/OndexApp.h"
 #include "run/TaskFile.h"
 
 // ------------------------------------------------------------ lines and keys
@@ -32,12 +30,7 @@ protected:
     }
 };
 
-struct LineCase
-{
-    const char* name;
-    std::string text;
-    std::vector<std::string> kept;
-};
+struct LineCase { const char* name; std::string text; std::vector<std::string> kept; };
 
 TEST_F(TaskFile, LinesKeptAsTheReaderSeesThem)
 {
@@ -127,16 +120,9 @@ std::string Job(const char* method, const std::string& modelingExtra = "", const
 class ReadTask : public RunTempDir
 {
 protected:
-    void SetUp() override
-    {
-        RunTempDir::SetUp();
-        m_app.reset(new COndexApp());
-    }
     void TearDown() override
     {
-        m_app.reset();
-        g_nSize = 1;
-        g_nNode = 0;
+        g_nSize = 1, g_nNode = 0;
         RunTempDir::TearDown();
     }
     int Read(const std::string& job)
@@ -145,7 +131,6 @@ protected:
         ClearLog();
         return m_app->ReadTask("ignored-name.ini");
     }
-    std::unique_ptr<COndexApp> m_app;
 };
 
 struct TaskTypeCase
@@ -173,27 +158,17 @@ TEST_F(ReadTask, TaskType)
         std::string job = Job("3D Acoustic");
         job.replace(job.find("taskType = modeling\n"), 20, c.line);
         EXPECT_EQ(Read(job), c.result);
-        if (c.result == 0)
-        {
-            EXPECT_EQ(m_app->m_bMergeTask, c.merge);
-        }
-        else
+        EXPECT_EQ(m_app->m_bMergeTask, c.merge);
+        if (c.shown)
         {
             EXPECT_TRUE(LogHas(std::string("Incorrect 'runtask.ini' file (taskType '") + c.shown +
-                               "' is wrong, expected either 'modeling' or 'merge')!\n\n"))
-                << Log();
+                               "' is wrong, expected either 'modeling' or 'merge')!\n\n")) << Log();
             EXPECT_TRUE(LogHas("The computation is stopped.\n"));
         }
     }
 }
 
-struct MethodCase
-{
-    const char* method;
-    const char* extra;
-    int result;
-    int type;
-};
+struct MethodCase { const char* method; const char* extra; int result; int type; };
 
 TEST_F(ReadTask, Method)
 {
@@ -241,12 +216,7 @@ TEST_F(ReadTask, RefusalsInTheirWords)
     merge1D.replace(merge1D.find("modeling\n"), 9, "merge\n");
     std::string both = Job("3D Acoustic", "UseShotId = 1\n");
     both.insert(both.find("t0 = 0\n"), "ShotsDefinedByCoordinates = 1\n");
-    const struct
-    {
-        std::string job;
-        int result;
-        std::vector<const char*> messages;
-    } cases[] = {
+    const struct { std::string job; int result; std::vector<const char*> messages; } cases[] = {
         {"[TASK]\ntaskType = modeling\n[modeling]\nDebug = 0\n", 1,
          {"Incorrect 'runtask.ini' file ('Run Computation' is wrong)!\n\n"}},
         {merge1D, 1, {"Error! Task 'merge' is not available for the 'Vertical Incidence' method.\n"}},
@@ -288,14 +258,8 @@ TEST_F(ReadTask, RefusalsInTheirWords)
         const auto nRedundant = std::count_if(c.messages.begin(), c.messages.end(),
                                               [](const char* m) { return strstr(m, "Redundant variable"); });
         EXPECT_EQ(LogCount("Redundant variable"), (int)nRedundant) << Log();
-        if (c.result != 0)
-        {
-            EXPECT_EQ(m_app->m_pCalc1D, nullptr);
-            if (c.result == 1)
-            {
-                EXPECT_EQ(m_app->m_pCalc3D, nullptr) << "the engine is made after the checks";
-            }
-        }
+        EXPECT_TRUE(c.result == 0 || m_app->m_pCalc1D == nullptr);
+        EXPECT_TRUE(c.result != 1 || m_app->m_pCalc3D == nullptr) << "the engine is made after the checks";
     }
 }
 
@@ -309,12 +273,7 @@ TEST_F(ReadTask, DefaultsWhenKeysAreAbsent)
     EXPECT_EQ(a.m_nThreads, a.m_nCPUCount);
 }
 
-struct GroupCase
-{
-    int size;
-    const char* line;
-    int expected;
-};
+struct GroupCase { int size; const char* line; int expected; };
 
 TEST_F(ReadTask, GroupSizeMustBeBelowTheProcessCount)
 {
@@ -335,12 +294,7 @@ TEST_F(ReadTask, GroupSizeMustBeBelowTheProcessCount)
     }
 }
 
-struct OutputDirCase
-{
-    const char* value;
-    const char* expected;
-    const char* dirMade;
-};
+struct OutputDirCase { const char* value; const char* expected; const char* dirMade; };
 
 TEST_F(ReadTask, OutputDirGetsASlashAndIsMade)
 {
@@ -364,11 +318,7 @@ TEST_F(ReadTask, OutputDirGetsASlashAndIsMade)
     }
 }
 
-struct PointCase
-{
-    int cmdFirst, cmdLast;
-    int first, last;
-};
+struct PointCase { int cmdFirst, cmdLast; int first, last; };
 
 TEST_F(ReadTask, CommandLineShotsOutrankTheJobFile)
 {
@@ -377,8 +327,7 @@ TEST_F(ReadTask, CommandLineShotsOutrankTheJobFile)
     {
         SCOPED_TRACE(std::to_string(c.cmdFirst) + ".." + std::to_string(c.cmdLast));
         m_app.reset(new COndexApp());
-        m_app->m_nFirstPoint = c.cmdFirst;
-        m_app->m_nLastPoint = c.cmdLast;
+        m_app->m_nFirstPoint = c.cmdFirst, m_app->m_nLastPoint = c.cmdLast;
         ASSERT_EQ(Read(Job("3D Acoustic", "First Point = 2\nLast Point = 9\n")), 0);
         EXPECT_EQ(m_app->m_nFirstPoint, c.first);
         EXPECT_EQ(m_app->m_nLastPoint, c.last);
@@ -435,33 +384,18 @@ TEST_F(ReadTask, RecoveryDat)
 namespace
 {
 
-std::vector<CString> Lines(std::initializer_list<const char*> l)
-{
-    std::vector<CString> v;
-    for (const char* p : l)
-        v.push_back(CString(p));
-    return v;
-}
+std::vector<CString> Lines(std::initializer_list<const char*> l) { return std::vector<CString>(l.begin(), l.end()); }
 
 bool HasLine(const std::vector<CString>& v, const char* psz)
 {
-    for (const CString& s : v)
-        if (s == psz)
-            return true;
-    return false;
+    return std::find(v.begin(), v.end(), CString(psz)) != v.end();
 }
 
 struct Engine3D
 {
-    std::unique_ptr<COndexApp> app;
+    COndexApp app;
     std::unique_ptr<CCalc3D_OMP> eng;
-    explicit Engine3D(int nType, const char* pszQ = "")
-    {
-        app.reset(new COndexApp());
-        app->m_Type = nType;
-        app->m_strModelQ = pszQ;
-        eng.reset(new CCalc3D_OMP(*app));
-    }
+    explicit Engine3D(int nType) { app.m_Type = nType, eng.reset(new CCalc3D_OMP(app)); }
 };
 
 } // namespace
@@ -607,9 +541,7 @@ TEST(SignalParams, FileFrequencyAndShift)
         SCOPED_TRACE(c.lines.size() > 1 ? c.lines[1] : "no section");
         COndexApp app;
         CSignal3D sig(&app);
-        std::vector<CString> lines;
-        for (const char* p : c.lines)
-            lines.push_back(CString(p));
+        std::vector<CString> lines(c.lines.begin(), c.lines.end());
         EXPECT_EQ(c.nResult, sig.LoadParamsFromIniFile(lines));
         EXPECT_STREQ(c.pszFile, sig.m_strFile);
         EXPECT_EQ(c.dFreq, sig.m_dFreq);   // the initial 20 does not survive
