@@ -50,6 +50,17 @@ cplx StackResponse(double w, double z0, const std::vector<double>& b, const std:
     return R * std::exp(cplx(0, -2 * w * (b[0] - z0) / c[0]));
 }
 
+// The trace of a job and of its reference: the same column homogeneous, the
+// top layer's vp and rho throughout, under no free surface.
+void RunWithReference(const Job1D& job, float vp, float rho, std::vector<float>& tr, std::vector<float>& ref)
+{
+    Job1D hom = job;
+    hom.vp = Layers({}, {vp}), hom.rho = Layers({}, {rho}), hom.nSurf = 0;
+    tr = e1d::RunTrace(job), ref = e1d::RunTrace(hom);
+    ASSERT_FALSE(tr.empty());
+    ASSERT_EQ(tr.size(), ref.size());
+}
+
 TEST(Physics1D, TwoLayerReflectionCoefficientAndTime)
 {
     // Layer 1: 2000 m/s, 2000 kg/m3 above 400 m; layer 2: 3000 m/s, 2500.
@@ -58,13 +69,8 @@ TEST(Physics1D, TwoLayerReflectionCoefficientAndTime)
     job.t1 = 0.45;
     job.vp = Layers({400}, {2000, 3000});
     job.rho = Layers({400}, {2000, 2500});
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.vp = Layers({}, {2000});
-    hom.rho = Layers({}, {2000});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, 2000, 2000, tr, ref));
 
     std::vector<double> refl(tr.size());
     for (size_t i = 0; i < tr.size(); i++)
@@ -97,12 +103,8 @@ TEST(Physics1D, LayeredColumnMatchesReflectivityWithMultiples)
     job.dz = 1.0, job.dt = 0.00015, job.t1 = 0.75, job.depth = 600;
     job.receivers = {C3DPointR(0, 0, zs)};
     job.vp = Layers(b, std::vector<float>(c.begin(), c.end()));
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.vp = Layers({}, {(float)c[0]});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, (float)c[0], 2000, tr, ref));
 
     // The grid's interfaces, half a cell above the model's (see the top).
     std::vector<double> bg(b);
@@ -146,13 +148,8 @@ TEST(Physics1D, FreeSurfaceMultiple)
     job.receivers = {C3DPointR(0, 0, zs)};
     job.vp = Layers({zb}, {(float)c1, (float)c2});
     job.nSurf = 1;
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.nSurf = 0;
-    hom.vp = Layers({}, {(float)c1});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, (float)c1, 2000, tr, ref));
 
     // The grid's pressure-release surface lies between the topmost moving
     // velocity node (dz/2 above the first rock node) and the first pressure

@@ -22,21 +22,16 @@ bool IsAir(int i, int j) { return i == 3 && j == 2; }
 
 int Node(double v) { return (int)std::lround(v / kStep); }
 
-float LateralVp(double x, double y, double z)
+// Above the interface 2000 for both; below, vp grows along X and rho along Y.
+float Lateral(double x, double y, double z, bool bRho)
 {
     const int i = Node(x), j = Node(y);
     if (IsAir(i, j))
         return 0.0f;
-    return z < InterfaceDepth(i, j) ? 2000.0f : 2900.0f + 40.0f * i;
+    return z < InterfaceDepth(i, j) ? 2000.0f : bRho ? 2300.0f + 50.0f * j : 2900.0f + 40.0f * i;
 }
-
-float LateralRho(double x, double y, double z)
-{
-    const int i = Node(x), j = Node(y);
-    if (IsAir(i, j))
-        return 0.0f;
-    return z < InterfaceDepth(i, j) ? 2000.0f : 2300.0f + 50.0f * j;
-}
+float LateralVp(double x, double y, double z) { return Lateral(x, y, z, false); }
+float LateralRho(double x, double y, double z) { return Lateral(x, y, z, true); }
 
 Job1D LateralJob()
 {

@@ -18,12 +18,10 @@ const size_t kFullSize = kAfterEntries + 4 + 8 + 8 + 1 + 4 + 48;
 // scan could never produce.
 struct CatFixture {
     TempDir d;
-    std::string name;
-    CatFixture(const char* file = "cat.sgy")
+    const std::string name = d / "cat.sgy";
+    CatFixture()
     {
-        name = d / file;
-        RawSgy s = LineSgy(kTraces, 60, 3, true, [](int k, int i) { return (double)(k + i); }, 0, 10);
-        EXPECT_TRUE(WriteBytes(name, BuildSgy(s)));
+        EXPECT_TRUE(WriteBytes(name, BuildSgy(LineSgy(kTraces, 60, 3, true, [](int k, int i) { return k + i; }))));
     }
     void WriteCatalogue()
     {

@@ -113,8 +113,7 @@ std::string Job(const char* method, const std::string& modelingExtra = "", const
            modelingExtra +
            "[Survey]\nt0 = 0\nt1 = 1\ndt = 0.002\n"
            "[Mesh]\ndx = 10\ndt = 0.001\n"
-           "[Source]\nFrequency = 20\n" +
-           more;
+           "[Source]\nFrequency = 20\n" + more;
 }
 
 class ReadTask : public RunTempDir
@@ -220,9 +219,7 @@ TEST_F(ReadTask, RefusalsInTheirWords)
         {"[TASK]\ntaskType = modeling\n[modeling]\nDebug = 0\n", 1,
          {"Incorrect 'runtask.ini' file ('Run Computation' is wrong)!\n\n"}},
         {merge1D, 1, {"Error! Task 'merge' is not available for the 'Vertical Incidence' method.\n"}},
-        {Without("t0 = 0\n"), 1, {}},
-        {Without("t1 = 1\n"), 1, {}},
-        {Without("dt = 0.002\n"), 1, {}},
+        {Without("t0 = 0\n"), 1, {}}, {Without("t1 = 1\n"), 1, {}}, {Without("dt = 0.002\n"), 1, {}},
         {both, -1,
          {"Error! Contradicting settings encountered. 'UseShotId' and 'ShotsDefinedByCoordinates' cannot both be 1."}},
         // A second [Survey] is never reached: no contradiction there, and

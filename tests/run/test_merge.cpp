@@ -5,6 +5,8 @@
 
 namespace
 {
+const double T[3] = {0.0, 20.0, 4.0};   // 6 samples
+
 uint32_t be32(const unsigned char* p)
 {
     return ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
@@ -16,7 +18,6 @@ using Merge = RunTempDir;
 // last: a file header of 0 traces, and no shot file is deleted.
 TEST_F(Merge, NothingToJoinWritesOnlyTheHeader)
 {
-    const double T[3] = {0.0, 20.0, 4.0};
     WriteShotFile("shot-1.sgy", 1, 2, T);
     for (int nFirst : {2, 3})
     {
@@ -32,7 +33,6 @@ TEST_F(Merge, NothingToJoinWritesOnlyTheHeader)
 
 TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
 {
-    const double T[3] = {0.0, 20.0, 4.0};   // 6 samples
     WriteShotFile("shot-1.sgy", 1, 2, T);
     WriteShotFile("shot-3.sgy", 3, 3, T);
     ClearLog();
@@ -64,7 +64,6 @@ TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
 
 TEST_F(Merge, DeleteRemovesShotFilesAndSideFiles)
 {
-    const double T[3] = {0.0, 20.0, 4.0};
     WriteShotFile("shot-1.sgy", 1, 1, T);
     WriteShotFile("shot-2.sgy", 2, 1, T);
     WriteFile("shot-2.sgy.cr0", "x");
@@ -76,9 +75,8 @@ TEST_F(Merge, DeleteRemovesShotFilesAndSideFiles)
 
 TEST_F(Merge, OtherAxisIsResampledToTheFirst)
 {
-    const double T1[3] = {0.0, 20.0, 4.0};   // 6 samples
     const double T2[3] = {0.0, 20.0, 2.0};   // 11 samples
-    WriteShotFile("shot-1.sgy", 1, 1, T1);
+    WriteShotFile("shot-1.sgy", 1, 1, T);
     WriteShotFile("shot-2.sgy", 2, 1, T2);
     ASSERT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 2, false), 0) << Log();
     const std::string data = ReadFile("merged.sgy");

@@ -14,9 +14,8 @@ TEST_F(TextSurvey, MissingPathNamesTheJobFileKey)
     CSurvey3D s;
     for (const char* path : {(const char*)nullptr, ""})
     {
-        ::testing::internal::CaptureStdout();
-        EXPECT_EQ(s.LoadSurvey(path, false), 1);
-        const std::string out = ::testing::internal::GetCapturedStdout();
+        std::string out;
+        EXPECT_EQ(Quiet([&] { return s.LoadSurvey(path, false); }, &out), 1);
         EXPECT_TRUE(Contains(out, "Error! Survey acquisition geometry file has not been provided.\n")) << out;
         EXPECT_TRUE(Contains(out, "Please specify survey acquisition geometry file in '[Survey]/Geometry' section "
                                   "in 'runtask.ini'.\n"));
@@ -39,8 +38,7 @@ TEST_F(TextSurvey, FilesWithoutUsableRowsHaveNoSourcePoints)
         std::string out;
         EXPECT_EQ(LoadQuiet(s, path, false, &out), 1) << body;
         EXPECT_TRUE(Contains(out, "Error! No source points in the survey acquisition geometry file " + path +
-                                      ".\nPlease make sure it is properly formatted file.\n"))
-            << out;
+                                      ".\nPlease make sure it is properly formatted file.\n")) << out;
         EXPECT_TRUE(Contains(out, "The computation is stopped.\n"));
         EXPECT_TRUE(s.m_vShotPoints.empty());
     }

@@ -23,7 +23,6 @@ using testutil::TempDir;
 const std::string kSource = ONDEX_SOURCE_DIR;
 const std::string kExporter = std::string(ONDEX_BINARY_DIR) + "/ondex_quicklook_export";
 
-
 // A gather of 24 traces on a line through the source, 100 samples of 4 ms:
 // a dipping event per component.
 void WriteGather(const std::string& name, double dSlope)
