@@ -186,11 +186,7 @@ TEST(Physics1D, ColumnEndsReflectLittle)
     // Its top end as far away as its bottom: the source moves down too.
     longCol.receivers = {C3DPointR(0, 0, 1000)};
 
-    struct Case
-    {
-        bool bPML;
-        double dLimit;   // of the direct arrival's peak
-    };
+    struct Case { bool bPML; double dLimit; };   // limit: of the direct arrival's peak
     // PML: 0.1% (measured 0.005%). The plain absorbing strip is weaker
     // (measured 0.28%); it is held to 1%.
     for (const Case& c : {Case{true, 1e-3}, Case{false, 0.01}})

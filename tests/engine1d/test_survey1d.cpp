@@ -111,14 +111,9 @@ TEST(Survey1D, FilesIndependentOfThreadsAndBatches)
     }
 }
 
-struct BadCase
-{
-    const char* pszName;
-    std::function<void(Job1D&)> fJob;          // the files of the job
-    std::function<void(Prepared1D&)> fState;   // the settings, after the files
-    int nCode;
-    const char* pszMessage;
-};
+// fJob: the files of the job; fState: the settings, after the files.
+struct BadCase { const char* pszName; std::function<void(Job1D&)> fJob; std::function<void(Prepared1D&)> fState;
+                 int nCode; const char* pszMessage; };
 
 // Refusals of the survey step, each with its code and its message in the
 // log. Without receivers the survey itself refuses the job (the engine's

@@ -21,9 +21,7 @@ TEST(SdsPCAccess, ResampleSineFinerAndCoarser)
     ASSERT_DOUBLE_EQ(f.m_traseParam[2], 2.0);
     const double bound = 2.0 * 2.0 / 8.0 * w * w + 1e-6;
 
-    struct {
-        double axis[3];
-    } axes[] = {{{0, 500, 1}}, {{0.5, 499.5, 0.25}}, {{3, 498, 5}}, {{1, 499, 7}}};
+    struct { double axis[3]; } axes[] = {{{0, 500, 1}}, {{0.5, 499.5, 0.25}}, {{3, 498, 5}}, {{1, 499, 7}}};
     for (auto& a : axes) {
         int n = (int)((a.axis[1] - a.axis[0]) / a.axis[2] + 1.5);
         std::vector<float> out((size_t)n);

@@ -67,10 +67,7 @@ TEST(SdsPCCatalogue, WrittenAndTrusted)
 
 TEST(SdsPCCatalogue, RejectionReasons)
 {
-    struct Edit {
-        const char* label;
-        void (*apply)(Bytes&);
-    } edits[] = {
+    struct Edit { const char* label; void (*apply)(Bytes&); } edits[] = {
         {"other version", [](Bytes& b) { Put32(b, 0, 1, false); }},
         {"version 3", [](Bytes& b) { Put32(b, 0, 3, false); }},
         {"cut in the entries", [](Bytes& b) { b.resize(kCatalogue + 44 * 2 + 5); }},
@@ -99,10 +96,7 @@ TEST(SdsPCCatalogue, Orderings)
 {
     auto mk = [](float sx, float rx, float sy, float ry) { return Info(sx, sy, 0, rx, ry, 0); };
     std::vector<SDS_TRACEINFO> v = {mk(3, 1, 0, 0), mk(1, 9, 5, 0), mk(1, 2, 7, 0), mk(12, 0, 1, 8)};
-    struct {
-        int (*cmp)(const void*, const void*);
-        std::vector<float> srcXOrder;
-    } direct[] = {
+    struct { int (*cmp)(const void*, const void*); std::vector<float> srcXOrder; } direct[] = {
         {CSdsPC::_compareS, {1, 1, 3, 12}},  // then receiver X 2 before 9
         {CSdsPC::_compareR, {12, 3, 1, 1}},
         {CSdsPC::_compareSY, {3, 12, 1, 1}},

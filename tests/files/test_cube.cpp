@@ -11,10 +11,7 @@ using namespace sdspc_test;
 
 namespace {
 
-struct Placed {
-    int recX, recY;  // stored integers (metres)
-    float base;      // sample i holds base + i
-};
+struct Placed { int recX, recY; float base; };  // stored integers (metres); sample i holds base + i
 
 // Traces with samples base + i on a 10 ms axis 0 .. 100 (11 samples).
 std::string CubeSource(const TempDir& d, const char* file, const std::vector<Placed>& traces)

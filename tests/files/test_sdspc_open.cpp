@@ -23,10 +23,7 @@ TEST(SdsPCOpen, ByteOrderBothWays)
 {
     TempDir d;
     auto val = [](int k, int i) { return (double)(k * 100 + i - 7); };
-    struct {
-        bool be;
-        int format;
-    } cases[] = {{true, 2}, {true, 3}, {false, 2}, {false, 3}, {false, 6}};
+    struct { bool be; int format; } cases[] = {{true, 2}, {true, 3}, {false, 2}, {false, 3}, {false, 6}};
     for (auto& c : cases) {
         RawSgy s = LineSgy(4, 31, c.format, c.be, val, 1000, 25);
         s.traces[2].coorScaler = -100;

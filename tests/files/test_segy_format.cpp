@@ -26,10 +26,7 @@ float FromBits(uint32_t u)
 
 // Expected words computed independently: exact rational value of the float,
 // normalised to 16^E * M / 2^24 with M truncated.
-struct IbmCase {
-    uint32_t ieeeBits;
-    uint32_t ibm;
-};
+struct IbmCase { uint32_t ieeeBits; uint32_t ibm; };
 const IbmCase kIbmCases[] = {
     {0x3F800000u, 0x41100000u},  // 1.0
     {0xC2ED4000u, 0xC276A000u},  // -118.625
@@ -63,10 +60,7 @@ TEST(IbmFloat, EncodesKnownBitPatterns)
 
 TEST(IbmFloat, DecodesKnownBitPatterns)
 {
-    const struct {
-        uint32_t ibm;
-        float value;
-    } cases[] = {
+    const struct { uint32_t ibm; float value; } cases[] = {
         {0x41100000u, 1.0f},
         {0xC276A000u, -118.625f},
         {0x42640000u, 100.0f},

@@ -92,12 +92,8 @@ TEST_F(SegyioInterop, SegyioFilesOpenHere)
     std::string out;
     ASSERT_EQ(testutil::Run(std::string(kPython) + " " + Script() + " write " + dir.path(""), out), 0) << out;
 
-    struct {
-        const char* name;
-        int format;
-        int swap;     // on this little-endian host
-        double tol;   // per sample, relative or absolute as below
-    } const files[] = {
+    // swap: on this little-endian host; tol: per sample, relative or absolute as below.
+    struct { const char* name; int format, swap; double tol; } const files[] = {
         {"be_ibm.sgy", 1, 1, 2e-6},    // IBM keeps 21..24 mantissa bits
         {"be_ieee.sgy", 5, 1, 2e-7},   // exact but for the sine of another library
         {"le_int.sgy", 2, 0, 0.5},     // rounded to integers by the writer

@@ -73,11 +73,7 @@ void WorstAlignment(const Medium& m, double worst[3])
 // the sampled sphere (1e-6) and above the weakest failure found (-0.0044).
 TEST(PmlCondition, HoldsForAxesAlongTheGridFailsForTiltedAxes)
 {
-    struct Row
-    {
-        Medium m;
-        bool holds[3];   // x, y, z faces
-    };
+    struct Row { Medium m; bool holds[3]; };   // x, y, z faces
     const Row rows[] = {{{"isotropic", 0, 0, 0, 45, 30}, {true, true, true}},
                         {{"VTI, eps 0.2 delta 0.1", 0.2f, 0.1f, 0.15f, 0, 0}, {true, true, true}},
                         {{"eps 0.4 delta -0.1, untilted", 0.4f, -0.1f, 0.1f, 0, 0}, {true, true, true}},

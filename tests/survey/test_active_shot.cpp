@@ -146,16 +146,9 @@ TEST_F(ActiveShot, IdsCountOnlyWhenEveryReceiverHasOne)
 }
 
 // Fault slip: which tensors a shot ends with, or the refusal naming both counts.
-struct TensorCase
-{
-    const char* name;
-    const char* body;
-    bool bUseShotId;
-    int nShot;
-    int nResult;
-    const char* message;   // expected part of the output, or null
-    int nTensors;
-};
+// message: expected part of the output, or null.
+struct TensorCase { const char* name; const char* body; bool bUseShotId; int nShot, nResult; const char* message;
+                    int nTensors; };
 
 const TensorCase kTensorCases[] = {
     {"some points without tensor",

@@ -9,16 +9,8 @@ namespace
 const float NO_TENSOR = -9999.25f;
 
 // Columns not given keep these values.
-struct RowCase
-{
-    const char* name;
-    const char* line;
-    bool bIgnored;
-    double s[3] = {}, r[3] = {};
-    int inl = 0, xl = 0, id = -1;
-    float k[6] = {NO_TENSOR, 0, 0, 0, 0, 0};
-    int trace = -1, file = -1;
-};
+struct RowCase { const char* name; const char* line; bool bIgnored; double s[3] = {}, r[3] = {};
+                 int inl = 0, xl = 0, id = -1; float k[6] = {NO_TENSOR, 0, 0, 0, 0, 0}; int trace = -1, file = -1; };
 
 const RowCase kRows[] = {
     {"semicolon comment", "; 1 2 3 4 5 6", true},

@@ -9,13 +9,8 @@
 
 namespace
 {
-struct SgyTrace
-{
-    int sx, sy, sElev;   // source; elevation is minus the depth
-    int rx, ry, rElev;   // receiver
-    int nSourcePoint, nRecord, nChannel, nInline, nCrossline;
-    short nTraceId = 1;  // 2: dead trace
-};
+// Source and receiver; elevation is minus the depth.
+struct SgyTrace { int sx, sy, sElev, rx, ry, rElev, nSourcePoint, nRecord, nChannel, nInline, nCrossline; };
 
 class SegySurvey : public SurveyTest
 {
@@ -31,7 +26,7 @@ protected:
             r.samples.assign(8, 0.0f);
             r.srcX = t.sx, r.srcY = t.sy, r.srcElev = t.sElev, r.recX = t.rx, r.recY = t.ry, r.recElev = t.rElev;
             r.sourcePoint = t.nSourcePoint, r.record = t.nRecord, r.channel = t.nChannel;
-            r.inl = t.nInline, r.xl = t.nCrossline, r.traceId = t.nTraceId;
+            r.inl = t.nInline, r.xl = t.nCrossline;
             s.traces.push_back(r);
         }
         const std::vector<unsigned char> bytes = sdspc_test::BuildSgy(s);
