@@ -46,12 +46,7 @@ TEST(CStringTest, FormatIntoItself)
 TEST(CStringTest, SubstringsTable)
 {
     const CString s("string2");
-    struct Case
-    {
-        const char* what;
-        CString got;
-        const char* expected;
-    } cases[] = {
+    struct Case { const char* what; CString got; const char* expected; } cases[] = {
         {"Mid(0,3)", s.Mid(0, 3), "str"},
         {"Mid(5,10) clamps", s.Mid(5, 10), "g2"},
         {"Mid(8,1) behind end", s.Mid(8, 1), ""},
@@ -72,12 +67,7 @@ TEST(CStringTest, SubstringsTable)
 TEST(CStringTest, FindTable)
 {
     const CString s("abcabc");
-    struct Case
-    {
-        const char* what;
-        int got;
-        int expected;
-    } cases[] = {
+    struct Case { const char* what; int got; int expected; } cases[] = {
         {"Find('a')", s.Find('a'), 0},
         {"Find('z')", s.Find('z'), -1},
         {"Find('\\0')", s.Find('\0'), -1},

@@ -9,6 +9,14 @@ namespace
 
 const std::string ESC = "\x1b";
 
+// A global put back at the end of a test.
+struct Keep
+{
+    int& r;
+    const int v = r;
+    ~Keep() { r = v; }
+};
+
 // Every test works in its own scratch directory, as node 0 of 1, with a
 // console that is not a terminal unless the test says otherwise.
 class OutputTest : public ::testing::Test
@@ -16,48 +24,27 @@ class OutputTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        m_node = g_nNode;
-        m_size = g_nSize;
-        m_term = g_IsTerminal;
-        g_nNode = 0;
-        g_nSize = 1;
-        g_IsTerminal = 0;
+        g_nNode = 0, g_nSize = 1, g_IsTerminal = 0;
         u_Error_Reset();
-    }
-    void TearDown() override
-    {
-        g_nNode = m_node;
-        g_nSize = m_size;
-        g_IsTerminal = m_term;
     }
     std::string log(int node = 0) { return testutil::ReadFile("Ondex-" + std::to_string(node) + ".log"); }
 
+    Keep m_node{g_nNode}, m_size{g_nSize}, m_term{g_IsTerminal};
     testutil::TempDir m_dir{true, "ondex_base"};
-    int m_node = 0, m_size = 1, m_term = -1;
 };
 
 } // namespace
 
+// The log of an earlier run is appended to, never cut.
 TEST_F(OutputTest, PrintGoesToConsoleAndLog)
 {
+    ASSERT_TRUE(testutil::WriteFile("Ondex-0.log", "old run\n"));
     testutil::StdoutCapture cap;
     EXPECT_EQ(u_Print("value %d\n", 42), 9);
     u_Print("second\n");
     EXPECT_EQ(cap.Stop(), "value 42\nsecond\n");
-    EXPECT_EQ(log(), "value 42\nsecond\n");
+    EXPECT_EQ(log(), "old run\nvalue 42\nsecond\n");
     EXPECT_STREQ(g_szLogFileName, "Ondex-0.log");
-}
-
-TEST_F(OutputTest, LogIsAppendedNeverCut)
-{
-    FILE* f = fopen("Ondex-0.log", "w");
-    ASSERT_NE(f, nullptr);
-    fputs("old run\n", f);
-    fclose(f);
-    testutil::StdoutCapture cap;
-    u_Print("new run\n");
-    cap.Stop();
-    EXPECT_EQ(log(), "old run\nnew run\n");
 }
 
 TEST_F(OutputTest, UnwritableLogDoesNotDisturb)

@@ -11,6 +11,14 @@ namespace
 const int SIGNALS[] = {SIGHUP, SIGINT, SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS,
                        SIGFPE, SIGSEGV, SIGTERM, SIGSYS, SIGUSR1};
 
+// A global put back at the end of a test.
+struct Keep
+{
+    int& r;
+    const int v = r;
+    ~Keep() { r = v; }
+};
+
 // sig_ftest changes dispositions: keep the process's own and put them back.
 class SigTest : public ::testing::Test
 {
@@ -19,20 +27,12 @@ protected:
     {
         for (int s : SIGNALS)
             sigaction(s, nullptr, &m_saved[s]);
-        m_error = nError;
-        nError = 0;
-        m_node = g_nNode;
-        m_size = g_nSize;
-        g_nNode = 0;
-        g_nSize = 1;
+        nError = 0, g_nNode = 0, g_nSize = 1;
     }
     void TearDown() override
     {
         for (int s : SIGNALS)
             sigaction(s, &m_saved[s], nullptr);
-        nError = m_error;
-        g_nNode = m_node;
-        g_nSize = m_size;
     }
     static bool ignored(int s)
     {
@@ -50,7 +50,7 @@ protected:
 
     testutil::TempDir m_dir{true, "ondex_base"};
     struct sigaction m_saved[65];
-    int m_error = 0, m_node = 0, m_size = 1;
+    Keep m_error{nError}, m_node{g_nNode}, m_size{g_nSize};
 };
 
 } // namespace
@@ -74,11 +74,7 @@ TEST_F(SigTest, FirstConditionStays)
 
 TEST_F(SigTest, TextsOfTheSignals)
 {
-    struct Case
-    {
-        int sig, code;
-        const char* text;
-    } cases[] = {
+    struct Case { int sig, code; const char* text; } cases[] = {
         {2, 0, "Error: Interrupt!"},
         {8, 1, "Floating point error: integer division by zero."},
         {8, 3, "Floating point error: floating point division by zero."},
@@ -93,8 +89,7 @@ TEST_F(SigTest, TextsOfTheSignals)
         SCOPED_TRACE(std::to_string(c.sig) + "(" + std::to_string(c.code) + ")");
         testutil::StdoutCapture cap;
         sig_ftest(c.sig, c.code);
-        EXPECT_EQ(cap.Stop(), "Signal " + std::to_string(c.sig) + "(" + std::to_string(c.code) +
-                                  ")!\n" + c.text);
+        EXPECT_EQ(cap.Stop(), "Signal " + std::to_string(c.sig) + "(" + std::to_string(c.code) + ")!\n" + c.text);
     }
 }
 
@@ -103,12 +98,7 @@ TEST_F(SigTest, TextsOfTheSignals)
 TEST_F(SigTest, InstalledHandlerLogsAndEnds)
 {
     GTEST_FLAG_SET(death_test_style, "fast");   // the child must share this directory
-    struct Case
-    {
-        int sig;
-        bool bIgnoredBefore;
-        const char* text;
-    } cases[] = {
+    struct Case { int sig; bool bIgnoredBefore; const char* text; } cases[] = {
         {SIGTERM, false, "Signal 15(0)!\nError: Software termination signal from kill.\n"},
         {SIGSEGV, false, "Signal 11(0)!\nError: Segment violation.\n"},
         {SIGHUP, true, ""},

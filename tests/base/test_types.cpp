@@ -22,13 +22,7 @@ bool is_dir(const std::string& p)
 
 TEST(CCubeRTest, IntersectTable)
 {
-    struct Case
-    {
-        const char* what;
-        CCubeR a, b;
-        bool result;
-        CCubeR expected;
-    } cases[] = {
+    struct Case { const char* what; CCubeR a, b; bool result; CCubeR expected; } cases[] = {
         {"overlap", CCubeR(0, 0, 0, 10, 10, 10), CCubeR(5, -5, 2, 15, 5, 20), true,
          CCubeR(5, 0, 2, 10, 5, 10)},
         {"contained", CCubeR(0, 0, 0, 10, 10, 10), CCubeR(2, 3, 4, 5, 6, 7), true,
@@ -56,11 +50,7 @@ TEST(CCubeRTest, IntersectTable)
 TEST(CCubeRTest, IsPointInsideIsInclusiveForCubeAndRect)
 {
     CCubeR c(0, 0, 0, 10, 20, 30);
-    struct Case
-    {
-        C3DPointR p;
-        bool inside;
-    } cases[] = {
+    struct Case { C3DPointR p; bool inside; } cases[] = {
         {C3DPointR(5, 5, 5), true},     {C3DPointR(0, 0, 0), true},
         {C3DPointR(10, 20, 30), true},  {C3DPointR(10, 0, 15), true},
         {C3DPointR(-1e-9, 5, 5), false}, {C3DPointR(5, 20.001, 5), false},
@@ -77,44 +67,27 @@ TEST(CCubeRTest, IsPointInsideIsInclusiveForCubeAndRect)
 
 // ------------------------------------------------------------------ biline
 
-TEST(BilineTest, InteriorAndEdges)
+// Rows y=0 and y=1 of 3 x 2 grids; in h the middle of the first row is no
+// data, and a negative value counts as no data too.
+TEST(BilineTest, InteriorEdgesAndNoData)
 {
-    // Rows y=0 and y=1 of a 3 x 2 grid.
-    const float g[] = {1, 2, 3, 5, 6, 7};
-    CSizeN sz(3, 2);
-    struct Case
-    {
-        double x, y, expected;
-    } cases[] = {
-        {0, 0, 1},        {2, 0, 3},         {0, 1, 5},        {2, 1, 7},
-        {0.5, 0.5, 3.5},  {1.25, 1, 6.25},   {1.5, 0.25, 3.5}, {2, 0.5, 5},
-    };
-    for (const Case& c : cases)
-        EXPECT_NEAR(biline(sz, g, c.x, c.y), c.expected, 1e-12) << c.x << "," << c.y;
-}
-
-TEST(BilineTest, NoDataIsNeverBlended)
-{
-    // Middle value of the first row is no data; negative counts as no data.
-    const float g[] = {1, 0, 3, -1, 4, 4};
-    CSizeN sz(3, 2);
-    struct Case
-    {
-        double x, y, expected;
-    } cases[] = {
-        {0.4, 0, 1},   // nearer to the valid value
-        {0.6, 0, 0},   // nearer to the no-data value
-        {0.5, 0, 1},   // halfway: the left one
-        {0.2, 1, -1},
+    const float g[] = {1, 2, 3, 5, 6, 7}, h[] = {1, 0, 3, -1, 4, 4};
+    struct Case { const float* grid; double x, y, expected; } cases[] = {
+        {g, 0, 0, 1}, {g, 2, 0, 3}, {g, 0, 1, 5}, {g, 2, 1, 7},
+        {g, 0.5, 0.5, 3.5}, {g, 1.25, 1, 6.25}, {g, 1.5, 0.25, 3.5}, {g, 2, 0.5, 5},
+        {h, 0.4, 0, 1},   // nearer to the valid value
+        {h, 0.6, 0, 0},   // nearer to the no-data value
+        {h, 0.5, 0, 1},   // halfway: the left one
+        {h, 0.2, 1, -1},
         // At x = 1.5 row 0 has a = 0 (no data), b = 3 and u == v, so r0 = a = 0;
         // row 1 gives 4. r0 is no data, so the nearer row wins.
-        {1.5, 0.3, 0},
-        {1.5, 0.7, 4},
-        // Both rows valid at x = 2: 3 and 4 blend.
-        {2, 0.25, 3.25},
+        {h, 1.5, 0.3, 0},
+        {h, 1.5, 0.7, 4},
+        {h, 2, 0.25, 3.25},   // both rows valid at x = 2: 3 and 4 blend
     };
     for (const Case& c : cases)
-        EXPECT_NEAR(biline(sz, g, c.x, c.y), c.expected, 1e-6) << c.x << "," << c.y;
+        EXPECT_NEAR(biline(CSizeN(3, 2), c.grid, c.x, c.y), c.expected, c.grid == g ? 1e-12 : 1e-6)
+            << c.x << "," << c.y;
 }
 
 // ------------------------------------------------------------------ make_dir

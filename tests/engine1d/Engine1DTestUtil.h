@@ -36,7 +36,6 @@ struct Job1D
     double depth = 600.0;   // model depth, m
     int nSurf = 0;          // 0 invisible, 1 free
     bool bPML = true;
-    int nSourceType = 0;
     int nThreads = 1;
     ModelFn vp = [](double, double, double) { return 2000.0f; };
     ModelFn rho = [](double, double, double) { return 2000.0f; };
@@ -54,17 +53,11 @@ public:
     int Prepare()
     {
         int r = WriteJobFiles();
-        if (r == 0)
-            r = m_calc.GenerateSignal();
-        if (r == 0)
-            r = m_app.m_Survey.LoadSurvey("survey.txt", false);
-        if (r == 0)
-            r = m_calc.PrepareSurvey(m_app.m_Survey, false);
-        if (r == 0)
-            r = m_calc.AllocateMemory(false, false);
-        if (r == 0)
-            r = m_calc.InitModel();
-        return r;
+        r = r ? r : m_calc.GenerateSignal();
+        r = r ? r : m_app.m_Survey.LoadSurvey("survey.txt", false);
+        r = r ? r : m_calc.PrepareSurvey(m_app.m_Survey, false);
+        r = r ? r : m_calc.AllocateMemory(false, false);
+        return r ? r : m_calc.InitModel();
     }
 
     // The model and survey files, and the settings of job and engine.
@@ -85,22 +78,12 @@ public:
         }
         if (!model_test::WriteText("survey.txt", s))
             return 1001;
-        m_app.m_Type = 100;
-        m_app.m_strModelPW = "vp.sgy";
-        m_app.m_strModelD = "rho.sgy";
-        m_app.m_t0 = std::isnan(j.t0) ? -2.0 / j.freq : j.t0;
-        m_app.m_t1 = j.t1;
-        m_app.m_dt = j.dt;
-        m_app.m_nSmoothModel = 0;
-        m_app.m_nThreads = j.nThreads;
-        m_calc.m_dz = j.dz;
-        m_calc.m_dt = j.dt;
-        m_calc.m_bPML = j.bPML;
-        m_calc.m_nTaper = j.bPML ? 26 : 38;
-        m_calc.m_nSurfType = j.nSurf;
-        m_calc.m_nSourceType = j.nSourceType;
-        m_calc.m_Signal.m_dFreq = j.freq;
-        m_calc.m_Signal.m_nSignal = 1;   // additive source
+        m_app.m_Type = 100, m_app.m_strModelPW = "vp.sgy", m_app.m_strModelD = "rho.sgy";
+        m_app.m_t0 = std::isnan(j.t0) ? -2.0 / j.freq : j.t0, m_app.m_t1 = j.t1, m_app.m_dt = j.dt;
+        m_app.m_nSmoothModel = 0, m_app.m_nThreads = j.nThreads;
+        m_calc.m_dz = j.dz, m_calc.m_dt = j.dt, m_calc.m_bPML = j.bPML, m_calc.m_nTaper = j.bPML ? 26 : 38;
+        m_calc.m_nSurfType = j.nSurf, m_calc.m_nSourceType = 0;
+        m_calc.m_Signal.m_dFreq = j.freq, m_calc.m_Signal.m_nSignal = 1;   // additive source
         return 0;
     }
 
@@ -188,15 +171,14 @@ inline std::vector<double> Filter(const std::vector<float>& x, double dt, const 
     return y;
 }
 
-inline double MaxAbs(const std::vector<double>& v, size_t i0 = 0, size_t i1 = SIZE_MAX)
+template <class T>
+double MaxAbs(const std::vector<T>& v, size_t i0 = 0)
 {
     double m = 0;
-    for (size_t i = i0; i < v.size() && i < i1; i++)
-        m = std::max(m, std::fabs(v[i]));
+    for (size_t i = i0; i < v.size(); i++)
+        m = std::max(m, (double)std::fabs(v[i]));
     return m;
 }
-
-inline std::vector<double> ToDouble(const std::vector<float>& v) { return std::vector<double>(v.begin(), v.end()); }
 
 // Largest sample magnitude within a window, with its index refined by a
 // parabola through the three samples around it.

@@ -1,20 +1,15 @@
 // The vertical incidence scheme against the physics of a layered column.
 //
-// A pressure injection at one cell sends half of its pulse up and half down,
-// and the pulse keeps its shape: in 1D there is no spreading, so the trace at
-// the source cell is the direct pulse D(t) plus D delayed and scaled by the
-// medium's reflection response. Every reference below takes D from a run on
-// a homogeneous column (the first layer everywhere), so that the source's
-// scaling and the scheme's own rendering of the wavelet cancel, and what is
-// tested is propagation, reflection and transmission alone.
+// In 1D a pulse keeps its shape: the trace at the source cell is the direct
+// pulse D(t) plus D filtered by the medium's reflection response. D comes from
+// a run on a homogeneous column, so that the source's scaling and the
+// scheme's rendering of the wavelet cancel and only propagation, reflection
+// and transmission are tested.
 //
-// Where the grid puts an interface: P and K live on the cells, U and B half
-// a cell above. A model boundary at depth zb (the node at zb in the lower
-// layer) puts the step of K between the cells at zb - dz and zb, that is at
-// zb - dz/2. With the density held fixed only K changes, so the layered tests
-// below use a constant density and place every interface at zb - dz/2; the
-// two-layer test changes density too and checks amplitude, and the time only
-// to one record sample (dz/c is half a sample there).
+// P and K live on the cells, U and B half a cell above: a model boundary at
+// depth zb puts the step of K at zb - dz/2. The layered tests hold the
+// density fixed (only K steps) and place every interface there; the
+// two-layer test steps density too and checks time to one record sample.
 
 #include "Engine1DTestUtil.h"
 
@@ -55,6 +50,17 @@ cplx StackResponse(double w, double z0, const std::vector<double>& b, const std:
     return R * std::exp(cplx(0, -2 * w * (b[0] - z0) / c[0]));
 }
 
+// The trace of a job and of its reference: the same column homogeneous, the
+// top layer's vp and rho throughout, under no free surface.
+void RunWithReference(const Job1D& job, float vp, float rho, std::vector<float>& tr, std::vector<float>& ref)
+{
+    Job1D hom = job;
+    hom.vp = Layers({}, {vp}), hom.rho = Layers({}, {rho}), hom.nSurf = 0;
+    tr = e1d::RunTrace(job), ref = e1d::RunTrace(hom);
+    ASSERT_FALSE(tr.empty());
+    ASSERT_EQ(tr.size(), ref.size());
+}
+
 TEST(Physics1D, TwoLayerReflectionCoefficientAndTime)
 {
     // Layer 1: 2000 m/s, 2000 kg/m3 above 400 m; layer 2: 3000 m/s, 2500.
@@ -63,32 +69,23 @@ TEST(Physics1D, TwoLayerReflectionCoefficientAndTime)
     job.t1 = 0.45;
     job.vp = Layers({400}, {2000, 3000});
     job.rho = Layers({400}, {2000, 2500});
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.vp = Layers({}, {2000});
-    hom.rho = Layers({}, {2000});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, 2000, 2000, tr, ref));
 
     std::vector<double> refl(tr.size());
     for (size_t i = 0; i < tr.size(); i++)
         refl[i] = (double)tr[i] - (double)ref[i];
     double aD, tD, aR, tR;
-    e1d::Peak(e1d::ToDouble(ref), 0, 1000, aD, tD);
+    e1d::Peak(std::vector<double>(ref.begin(), ref.end()), 0, 1000, aD, tD);
     e1d::Peak(refl, 1500, refl.size(), aR, tR);
 
     // Low-frequency limit of the grid's reflection: the impedance contrast
-    // alone, whatever the half-cell split of the K and B steps. The residue
-    // of the scheme's dispersion at 33 cells per dominant wavelength is far
-    // below 1%.
+    // alone; the dispersion at 33 cells per wavelength is far below 1%.
     const double R = (Z2 - Z1) / (Z2 + Z1);
     EXPECT_NEAR(aR / aD, R, 0.01 * R) << "measured " << aR / aD;
 
-    // Two-way time 2 * 300 m / 2000 m/s = 0.3 s. The grid's interface lies
-    // within one cell above 400 m (K's step half a cell, B's a whole cell
-    // above), 1 ms of two-way time at most: inside one record sample when
-    // the record is sampled at 2 ms, as a job typically records.
+    // Two-way time 2 * 300 m / 2000 m/s = 0.3 s; the grid's interface lies
+    // within a cell above 400 m, 1 ms of two-way time: one 2 ms record sample.
     const double twt = (tR - tD) * job.dt;
     EXPECT_NEAR(twt, 0.3, 0.002) << "measured " << twt;
 }
@@ -103,18 +100,11 @@ TEST(Physics1D, LayeredColumnMatchesReflectivityWithMultiples)
     const std::vector<double> c = {2000, 3600, 1800, 3800, 2400};
     const double zs = 80.0;
     Job1D job;
-    job.dz = 1.0;
-    job.dt = 0.00015;
-    job.t1 = 0.75;
-    job.depth = 600;
+    job.dz = 1.0, job.dt = 0.00015, job.t1 = 0.75, job.depth = 600;
     job.receivers = {C3DPointR(0, 0, zs)};
     job.vp = Layers(b, std::vector<float>(c.begin(), c.end()));
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.vp = Layers({}, {(float)c[0]});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, (float)c[0], 2000, tr, ref));
 
     // The grid's interfaces, half a cell above the model's (see the top).
     std::vector<double> bg(b);
@@ -142,11 +132,9 @@ TEST(Physics1D, LayeredColumnMatchesReflectivityWithMultiples)
     const double dMax = e1d::MaxAbs(pred);
     ASSERT_LT(nLate, pred.size());
     EXPECT_GT(e1d::MaxAbs(pred, nLate), 0.1 * dMax);
-    // 2% of the largest reflection, sample by sample over the whole record.
-    // What remains is the grid's rendering of a sharp interface, an error of
-    // first order in dz (measured 1.5% at 2 m, 0.75% at 1 m here; an
-    // interface assumed a quarter cell off doubles it); the scheme's
-    // dispersion at 50 cells per wavelength is far smaller.
+    // 2% of the largest reflection, sample by sample over the whole record:
+    // the grid's rendering of a sharp interface is first order in dz
+    // (measured 1.5% at 2 m, 0.75% at 1 m; a quarter cell off doubles it).
     EXPECT_LT(e1d::MaxAbs(err), 0.02 * dMax) << "error " << e1d::MaxAbs(err) / dMax;
 }
 
@@ -156,25 +144,16 @@ TEST(Physics1D, FreeSurfaceMultiple)
 {
     const double zs = 100.0, zb = 300.0, c1 = 2000.0, c2 = 3000.0;
     Job1D job;
-    job.dz = 1.0;
-    job.dt = 0.00015;
-    job.t1 = 0.7;
-    job.depth = 600;
+    job.dz = 1.0, job.dt = 0.00015, job.t1 = 0.7, job.depth = 600;
     job.receivers = {C3DPointR(0, 0, zs)};
     job.vp = Layers({zb}, {(float)c1, (float)c2});
     job.nSurf = 1;
-    const std::vector<float> tr = e1d::RunTrace(job);
-    Job1D hom = job;
-    hom.nSurf = 0;
-    hom.vp = Layers({}, {(float)c1});
-    const std::vector<float> ref = e1d::RunTrace(hom);
-    ASSERT_FALSE(tr.empty());
-    ASSERT_EQ(tr.size(), ref.size());
+    std::vector<float> tr, ref;
+    ASSERT_NO_FATAL_FAILURE(RunWithReference(job, (float)c1, 2000, tr, ref));
 
-    // The pressure-release surface of the grid lies between the topmost
-    // velocity node that still moves (dz/2 above the first rock node) and
-    // the first pressure node held at zero (dz above it); the middle of the
-    // two is taken. Either end of the interval gives about 3% and 1.7%.
+    // The grid's pressure-release surface lies between the topmost moving
+    // velocity node (dz/2 above the first rock node) and the first pressure
+    // node held at zero (dz above it): the middle is taken (either end: 3%).
     const double zsurf = -0.75 * job.dz;
     const double zbg = zb - job.dz / 2;
     // Source and receiver at one point between a reflector above (response
@@ -189,7 +168,7 @@ TEST(Physics1D, FreeSurfaceMultiple)
     std::vector<double> err(tr.size());
     for (size_t i = 0; i + 1 < tr.size(); i++)
         err[i] = (double)tr[i] - pred[i];
-    const double dMax = e1d::MaxAbs(e1d::ToDouble(ref));
+    const double dMax = e1d::MaxAbs(ref);
     // 2% of the direct arrival over the whole record (measured 0.6%).
     EXPECT_LT(e1d::MaxAbs(err), 0.02 * dMax) << "error " << e1d::MaxAbs(err) / dMax;
 }
@@ -200,21 +179,14 @@ TEST(Physics1D, FreeSurfaceMultiple)
 TEST(Physics1D, ColumnEndsReflectLittle)
 {
     Job1D shortCol;
-    shortCol.t1 = 0.6;
-    shortCol.depth = 200;
+    shortCol.t1 = 0.6, shortCol.depth = 200;
     shortCol.receivers = {C3DPointR(0, 0, 100)};
     Job1D longCol = shortCol;
     longCol.depth = 2000;
-    // The top end of the long column must be as far away as its bottom:
-    // move the source down by the same amount, which changes nothing else
-    // in a homogeneous column.
+    // Its top end as far away as its bottom: the source moves down too.
     longCol.receivers = {C3DPointR(0, 0, 1000)};
 
-    struct Case
-    {
-        bool bPML;
-        double dLimit;   // of the direct arrival's peak
-    };
+    struct Case { bool bPML; double dLimit; };   // limit: of the direct arrival's peak
     // PML: 0.1% (measured 0.005%). The plain absorbing strip is weaker
     // (measured 0.28%); it is held to 1%.
     for (const Case& c : {Case{true, 1e-3}, Case{false, 0.01}})
@@ -229,7 +201,7 @@ TEST(Physics1D, ColumnEndsReflectLittle)
             d[i] = (double)a[i] - (double)b[i];
         // The short column's ends come back after 2 * 100 m / 2000 m/s, and
         // the long one's not before 0.95 s: the whole record compares.
-        const double dDirect = e1d::MaxAbs(e1d::ToDouble(b));
+        const double dDirect = e1d::MaxAbs(b);
         EXPECT_LT(e1d::MaxAbs(d), c.dLimit * dDirect)
             << (c.bPML ? "PML" : "taper") << " end reflection " << e1d::MaxAbs(d) / dDirect;
     }

@@ -33,11 +33,7 @@ TEST(Run1D, ProgramWritesBothGathers)
 {
     // The in-process twin of the job below: its traces are the reference.
     e1d::Job1D job;
-    job.nx = job.ny = 3;
-    job.depth = 300;
-    job.dt = 0.0004;
-    job.t0 = 0.0;
-    job.t1 = 0.3;
+    job.nx = job.ny = 3, job.depth = 300, job.dt = 0.0004, job.t0 = 0.0, job.t1 = 0.3;
     job.vp = [](double x, double, double z) { return z < 150 + 0.2 * x ? 2000.0f : 3000.0f; };
     job.rho = [](double, double, double z) { return z < 150 ? 2000.0f : 2400.0f; };
     job.receivers = {C3DPointR(0, 0, 30), C3DPointR(100, 50, 30), C3DPointR(200, 200, 60), C3DPointR(130, 20, 0)};

@@ -22,31 +22,21 @@ bool IsAir(int i, int j) { return i == 3 && j == 2; }
 
 int Node(double v) { return (int)std::lround(v / kStep); }
 
-float LateralVp(double x, double y, double z)
+// Above the interface 2000 for both; below, vp grows along X and rho along Y.
+float Lateral(double x, double y, double z, bool bRho)
 {
     const int i = Node(x), j = Node(y);
     if (IsAir(i, j))
         return 0.0f;
-    return z < InterfaceDepth(i, j) ? 2000.0f : 2900.0f + 40.0f * i;
+    return z < InterfaceDepth(i, j) ? 2000.0f : bRho ? 2300.0f + 50.0f * j : 2900.0f + 40.0f * i;
 }
-
-float LateralRho(double x, double y, double z)
-{
-    const int i = Node(x), j = Node(y);
-    if (IsAir(i, j))
-        return 0.0f;
-    return z < InterfaceDepth(i, j) ? 2000.0f : 2300.0f + 50.0f * j;
-}
+float LateralVp(double x, double y, double z) { return Lateral(x, y, z, false); }
+float LateralRho(double x, double y, double z) { return Lateral(x, y, z, true); }
 
 Job1D LateralJob()
 {
     Job1D job;
-    job.nx = kNx;
-    job.ny = kNy;
-    job.dxy = kStep;
-    job.depth = 300;
-    job.t1 = 0.25;
-    job.vp = LateralVp;
+    job.nx = kNx, job.ny = kNy, job.dxy = kStep, job.depth = 300, job.t1 = 0.25, job.vp = LateralVp;
     job.rho = LateralRho;
     job.receivers.clear();
     for (int j = 0; j < kNy; j++)
@@ -81,8 +71,7 @@ TEST(Survey1D, EachTraceSeesItsOwnColumn)
             }
             distinct.insert(tr);
             Job1D one;
-            one.depth = job.depth;
-            one.t1 = job.t1;
+            one.depth = job.depth, one.t1 = job.t1;
             one.vp = [i, j](double, double, double z) { return LateralVp(i * kStep, j * kStep, z); };
             one.rho = [i, j](double, double, double z) { return LateralRho(i * kStep, j * kStep, z); };
             one.receivers = {C3DPointR(0, 0, 40)};
@@ -122,14 +111,9 @@ TEST(Survey1D, FilesIndependentOfThreadsAndBatches)
     }
 }
 
-struct BadCase
-{
-    const char* pszName;
-    std::function<void(Job1D&)> fJob;          // the files of the job
-    std::function<void(Prepared1D&)> fState;   // the settings, after the files
-    int nCode;
-    const char* pszMessage;
-};
+// fJob: the files of the job; fState: the settings, after the files.
+struct BadCase { const char* pszName; std::function<void(Job1D&)> fJob; std::function<void(Prepared1D&)> fState;
+                 int nCode; const char* pszMessage; };
 
 // Refusals of the survey step, each with its code and its message in the
 // log. Without receivers the survey itself refuses the job (the engine's
@@ -180,8 +164,7 @@ TEST(Survey1D, BadInputIsRefusedWithItsMessage)
 TEST(Survey1D, ColumnBetweenModelNodesIsBlended)
 {
     Job1D job;
-    job.modelDz = 5.0;
-    job.depth = 200.0;
+    job.modelDz = 5.0, job.depth = 200.0;
     auto vp = [](double z) { return 2000.0 + 2.0 * z; };
     job.vp = [&](double, double, double z) { return (float)vp(z); };
     Prepared1D p(job);

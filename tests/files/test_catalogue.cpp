@@ -2,7 +2,6 @@
 // refreshed; rotation and the catalogue orderings.
 #include <gtest/gtest.h>
 
-
 #include "files/SdsPC.h"
 #include "files_test_util.h"
 
@@ -19,12 +18,10 @@ const size_t kFullSize = kAfterEntries + 4 + 8 + 8 + 1 + 4 + 48;
 // scan could never produce.
 struct CatFixture {
     TempDir d;
-    std::string name;
-    CatFixture(const char* file = "cat.sgy")
+    const std::string name = d / "cat.sgy";
+    CatFixture()
     {
-        name = d / file;
-        RawSgy s = LineSgy(kTraces, 60, 3, true, [](int k, int i) { return (double)(k + i); }, 0, 10);
-        EXPECT_TRUE(WriteBytes(name, BuildSgy(s)));
+        EXPECT_TRUE(WriteBytes(name, BuildSgy(LineSgy(kTraces, 60, 3, true, [](int k, int i) { return k + i; }))));
     }
     void WriteCatalogue()
     {
@@ -70,31 +67,20 @@ TEST(SdsPCCatalogue, WrittenAndTrusted)
 
 TEST(SdsPCCatalogue, RejectionReasons)
 {
-    struct Edit {
-        const char* label;
-        void (*apply)(std::vector<unsigned char>&);
-    } edits[] = {
-        {"other version", [](std::vector<unsigned char>& b) { Put32(b, 0, 1, false); }},
-        {"version 3", [](std::vector<unsigned char>& b) { Put32(b, 0, 3, false); }},
-        {"cut in the entries", [](std::vector<unsigned char>& b) { b.resize(kCatalogue + 44 * 2 + 5); }},
-        {"cut in the header", [](std::vector<unsigned char>& b) { b.resize(60); }},
-        {"cut before the unit", [](std::vector<unsigned char>& b) { b.resize(kAfterEntries + 2); }},
-        {"cut in the value scale", [](std::vector<unsigned char>& b) { b.resize(kAfterEntries + 4 + 3); }},
-        {"trace count 2", [](std::vector<unsigned char>& b) { Put32(b, 20, 2, false); }},
-        {"trace count beyond the file", [](std::vector<unsigned char>& b) { Put32(b, 20, 1000000, false); }},
-        {"trace length 2", [](std::vector<unsigned char>& b) { Put32(b, 24, 2, false); }},
-        {"step 0", [](std::vector<unsigned char>& b) { memset(&b[44], 0, 8); }},
-        {"start after stop", [](std::vector<unsigned char>& b) {
-             double v = 1e9;
-             memcpy(&b[28], &v, 8);
-         }},
-        {"data type 9", [](std::vector<unsigned char>& b) { Put32(b, 84, 9, false); }},
-        {"stale size", [](std::vector<unsigned char>& b) {
-             int64_t v;
-             memcpy(&v, &b[4], 8);
-             v += 240;
-             memcpy(&b[4], &v, 8);
-         }},
+    struct Edit { const char* label; void (*apply)(Bytes&); } edits[] = {
+        {"other version", [](Bytes& b) { Put32(b, 0, 1, false); }},
+        {"version 3", [](Bytes& b) { Put32(b, 0, 3, false); }},
+        {"cut in the entries", [](Bytes& b) { b.resize(kCatalogue + 44 * 2 + 5); }},
+        {"cut in the header", [](Bytes& b) { b.resize(60); }},
+        {"cut before the unit", [](Bytes& b) { b.resize(kAfterEntries + 2); }},
+        {"cut in the value scale", [](Bytes& b) { b.resize(kAfterEntries + 4 + 3); }},
+        {"trace count 2", [](Bytes& b) { Put32(b, 20, 2, false); }},
+        {"trace count beyond the file", [](Bytes& b) { Put32(b, 20, 1000000, false); }},
+        {"trace length 2", [](Bytes& b) { Put32(b, 24, 2, false); }},
+        {"step 0", [](Bytes& b) { memset(&b[44], 0, 8); }},
+        {"start after stop", [](Bytes& b) { const double v = 1e9; memcpy(&b[28], &v, 8); }},
+        {"data type 9", [](Bytes& b) { Put32(b, 84, 9, false); }},
+        {"stale size", [](Bytes& b) { Put32(b, 4, le32(b, 4) + 240, false); }},  // 64-bit, low word first
     };
     for (auto& e : edits) {
         CatFixture c;
@@ -108,20 +94,9 @@ TEST(SdsPCCatalogue, RejectionReasons)
 
 TEST(SdsPCCatalogue, Orderings)
 {
-    auto mk = [](float sx, float rx, float sy, float ry) {
-        SDS_TRACEINFO e;
-        memset(&e, 0, sizeof(e));
-        e.fSrcX = sx;
-        e.fRecX = rx;
-        e.fSrcY = sy;
-        e.fRecY = ry;
-        return e;
-    };
+    auto mk = [](float sx, float rx, float sy, float ry) { return Info(sx, sy, 0, rx, ry, 0); };
     std::vector<SDS_TRACEINFO> v = {mk(3, 1, 0, 0), mk(1, 9, 5, 0), mk(1, 2, 7, 0), mk(12, 0, 1, 8)};
-    struct {
-        int (*cmp)(const void*, const void*);
-        std::vector<float> srcXOrder;
-    } direct[] = {
+    struct { int (*cmp)(const void*, const void*); std::vector<float> srcXOrder; } direct[] = {
         {CSdsPC::_compareS, {1, 1, 3, 12}},  // then receiver X 2 before 9
         {CSdsPC::_compareR, {12, 3, 1, 1}},
         {CSdsPC::_compareSY, {3, 12, 1, 1}},

@@ -11,22 +11,16 @@ using namespace sdspc_test;
 
 namespace {
 
-struct Placed {
-    int recX, recY;  // stored integers (metres)
-    float base;      // sample i holds base + i
-};
+struct Placed { int recX, recY; float base; };  // stored integers (metres); sample i holds base + i
 
 // Traces with samples base + i on a 10 ms axis 0 .. 100 (11 samples).
 std::string CubeSource(const TempDir& d, const char* file, const std::vector<Placed>& traces)
 {
     RawSgy s;
-    s.format = 5;
-    s.ns = 11;
-    s.interval = 10000;
+    s.format = 5, s.ns = 11, s.interval = 10000;
     for (auto& p : traces) {
         RawTrace t;
-        t.srcX = t.recX = p.recX;
-        t.srcY = t.recY = p.recY;
+        t.srcX = t.recX = p.recX, t.srcY = t.recY = p.recY;
         for (int i = 0; i < 11; i++) t.samples.push_back(p.base + i);
         s.traces.push_back(t);
     }
@@ -64,42 +58,8 @@ TEST(SdsPCCube, OnNodeAndMidwayWeights)
     }
 }
 
-TEST(SdsPCCube, CreateSegyCubeFillAndReadBack)
-{
-    TempDir d;
-    std::string name = d / "cube.sgy";
-    C3DSizeN size(4, 3, 11);
-    CCubeR cube(100, 200, 0, 130, 220, 100);
-    CSdsPC w;
-    ASSERT_TRUE(w.Create3D_file(name.c_str(), size, cube, 0.0f, DU_M, 0, nullptr));
-    EXPECT_EQ(ReadBytes(name).size(), 3600u + 12u * (240u + 44u));
-    EXPECT_FALSE(FileExists(name + ".inf"));  // a 10 m step fits the header
-
-    CSdsPC f;
-    ASSERT_TRUE(f.OnOpen(name.c_str(), 1, 1));
-    ASSERT_EQ(f.m_nTraceCount, 12);
-    EXPECT_EQ(f.m_DataUnit, DU_M);
-    EXPECT_DOUBLE_EQ(f.m_traseParam[1], 100.0);
-    EXPECT_DOUBLE_EQ(f.m_traseParam[2], 10.0);
-    for (int iy = 0; iy < 3; iy++)
-        for (int ix = 0; ix < 4; ix++) {
-            int k = iy * 4 + ix;
-            EXPECT_DOUBLE_EQ(f.GetRec(k).x, 100 + 10 * ix);
-            EXPECT_DOUBLE_EQ(f.GetRec(k).y, 200 + 10 * iy);
-            EXPECT_DOUBLE_EQ(f.GetSrc(k).x, 100);  // one line, one shot at its first node
-            float v[11];
-            for (int iz = 0; iz < 11; iz++) v[iz] = (float)(ix + 10 * iy + 100 * iz);
-            ASSERT_TRUE(f.SetTrace(k, v, 11));
-        }
-    std::vector<float> c(4 * 3 * 11);
-    ASSERT_TRUE(f.Get3D_buf(size, cube, c.data(), nullptr, 0, 0.0f));
-    for (int iz = 0; iz < 11; iz++)
-        for (int iy = 0; iy < 3; iy++)
-            for (int ix = 0; ix < 4; ix++) ASSERT_FLOAT_EQ(At(c, size, ix, iy, iz), ix + 10 * iy + 100 * iz);
-}
-
-// A cube file of several MB, read with its catalogue first in file order and
-// then reversed (from a ".cr2"), so that reads jump backwards; then a trace is
+// A cube file of several MB made by Create3D_file: its layout read back, then
+// its catalogue first in file order and then reversed (from a ".cr2"), so that reads jump backwards; then a trace is
 // rewritten through the same object and a second cube must show the new
 // samples, not what an earlier read left in memory.
 TEST(SdsPCCube, CatalogueOrderAndRewrittenTracesReadBack)
@@ -107,14 +67,22 @@ TEST(SdsPCCube, CatalogueOrderAndRewrittenTracesReadBack)
     TempDir d;
     std::string name = d / "big.sgy";
     const C3DSizeN size(70, 60, 120);  // 4200 traces of 720 bytes: about 4 MB
-    const CCubeR cube(0, 0, 0, 690, 590, 1190);
+    const CCubeR cube(100, 200, 0, 790, 790, 1190);
     auto value = [](int ix, int iy, int iz) { return (float)(ix + 100 * iy) + 0.25f * (float)iz; };
     {
         CSdsPC w;
         ASSERT_TRUE(w.Create3D_file(name.c_str(), size, cube, 0.0f, DU_M, 0, nullptr));
+        EXPECT_EQ(ReadBytes(name).size(), 3600u + 4200u * 720u);
+        EXPECT_FALSE(FileExists(name + ".inf"));  // a 10 m step fits the header
         CSdsPC f;
         ASSERT_TRUE(f.OnOpen(name.c_str(), 1, 1));
         ASSERT_EQ(f.m_nTraceCount, size.nx * size.ny);
+        EXPECT_EQ(f.m_DataUnit, DU_M);
+        EXPECT_DOUBLE_EQ(f.m_traseParam[1], 1190.0);
+        EXPECT_DOUBLE_EQ(f.m_traseParam[2], 10.0);
+        // Node (2, 1); one line, one shot at its first node.
+        EXPECT_EQ(f.GetRec(72), CPointR(120, 210));
+        EXPECT_DOUBLE_EQ(f.GetSrc(72).x, 100);
         std::vector<float> v(size.nz);
         for (int iy = 0; iy < size.ny; iy++)
             for (int ix = 0; ix < size.nx; ix++) {
@@ -128,7 +96,7 @@ TEST(SdsPCCube, CatalogueOrderAndRewrittenTracesReadBack)
     CSdsPC f;
     ASSERT_TRUE(f.OnOpen(name.c_str(), 1, 1));
     ASSERT_EQ(f.m_bCatalogue, 1);
-    ASSERT_EQ(f.GetRec(0).x, 690.0);  // the last node comes first now
+    ASSERT_EQ(f.GetRec(0).x, 790.0);  // the last node comes first now
     std::vector<float> c((size_t)size.nx * size.ny * size.nz);
     ASSERT_TRUE(f.Get3D_buf(size, cube, c.data(), nullptr, 0, 0.0f));
     for (int iz = 0; iz < size.nz; iz += 7)

@@ -23,10 +23,7 @@ TEST(SdsPCOpen, ByteOrderBothWays)
 {
     TempDir d;
     auto val = [](int k, int i) { return (double)(k * 100 + i - 7); };
-    struct {
-        bool be;
-        int format;
-    } cases[] = {{true, 2}, {true, 3}, {false, 2}, {false, 3}, {false, 6}};
+    struct { bool be; int format; } cases[] = {{true, 2}, {true, 3}, {false, 2}, {false, 3}, {false, 6}};
     for (auto& c : cases) {
         RawSgy s = LineSgy(4, 31, c.format, c.be, val, 1000, 25);
         s.traces[2].coorScaler = -100;
@@ -58,8 +55,7 @@ TEST(SdsPCOpen, DeadTracesAreLeftOut)
 {
     TempDir d;
     RawSgy s = LineSgy(6, 5, 3, true, [](int k, int) { return (double)k; });
-    s.traces[1].traceId = 2;
-    s.traces[4].traceId = 2;
+    s.traces[1].traceId = 2, s.traces[4].traceId = 2;
     CSdsPC f;
     ASSERT_TRUE(WriteAndOpen(f, d / "dead.sgy", BuildSgy(s)));
     ASSERT_EQ(f.m_nTraceCount, 4);
@@ -76,11 +72,7 @@ TEST(SdsPCOpen, SdsFile)
     TempDir d;
     std::vector<RawSdsTrace> tr(5);
     for (int k = 0; k < 5; k++) {
-        tr[k].srcX = 10 * k;
-        tr[k].recX = 10 * k + 5;
-        tr[k].srcY = 7;
-        tr[k].recY = 8;
-        tr[k].step = 20;
+        tr[k].srcX = 10 * k, tr[k].recX = 10 * k + 5, tr[k].srcY = 7, tr[k].recY = 8, tr[k].step = 20;
         for (int i = 0; i < 6; i++) tr[k].samples.push_back((float)(k * 10 + i));
     }
     tr[2].actualFlag = 0;   // dead

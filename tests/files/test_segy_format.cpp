@@ -26,10 +26,7 @@ float FromBits(uint32_t u)
 
 // Expected words computed independently: exact rational value of the float,
 // normalised to 16^E * M / 2^24 with M truncated.
-struct IbmCase {
-    uint32_t ieeeBits;
-    uint32_t ibm;
-};
+struct IbmCase { uint32_t ieeeBits; uint32_t ibm; };
 const IbmCase kIbmCases[] = {
     {0x3F800000u, 0x41100000u},  // 1.0
     {0xC2ED4000u, 0xC276A000u},  // -118.625
@@ -63,10 +60,7 @@ TEST(IbmFloat, EncodesKnownBitPatterns)
 
 TEST(IbmFloat, DecodesKnownBitPatterns)
 {
-    const struct {
-        uint32_t ibm;
-        float value;
-    } cases[] = {
+    const struct { uint32_t ibm; float value; } cases[] = {
         {0x41100000u, 1.0f},
         {0xC276A000u, -118.625f},
         {0x42640000u, 100.0f},
@@ -97,26 +91,19 @@ TEST(IbmFloat, BlockDecoderAgreesWithSingleDecoder)
 {
     const uint32_t mant[] = {0x000000u, 0x000001u, 0x000007u, 0x0FFFFFu, 0x100000u, 0x123457u,
                              0x7FFFFFu, 0x800001u, 0xABCDEFu, 0xFFFFFEu, 0xFFFFFFu};
-    std::vector<unsigned char> bytes;
-    std::vector<uint32_t> words;
+    Bytes bytes;
     for (uint32_t sign = 0; sign < 2; sign++)
         for (uint32_t e = 0; e < 128; e++)
             for (uint32_t m : mant) {
-                const uint32_t w = (sign << 31) | (e << 24) | m;
-                words.push_back(w);
-                bytes.push_back((unsigned char)(w >> 24));
-                bytes.push_back((unsigned char)(w >> 16));
-                bytes.push_back((unsigned char)(w >> 8));
-                bytes.push_back((unsigned char)w);
+                bytes.resize(bytes.size() + 4);
+                PutN(bytes, bytes.size() - 4, (sign << 31) | (e << 24) | m, 4, true);
             }
-    std::vector<float> out(words.size(), -1.0f);
-    DecodeIBMFloats(bytes.data(), out.data(), (int)words.size());
-    for (size_t i = 0; i < words.size(); i++) {
+    const size_t n = bytes.size() / 4;
+    std::vector<float> out(n, -1.0f);
+    DecodeIBMFloats(bytes.data(), out.data(), (int)n);
+    for (size_t i = 0; i < n; i++) {
         const float one = DecodeIBMFloat(&bytes[4 * i]);
-        uint32_t a, b;
-        memcpy(&a, &out[i], 4);
-        memcpy(&b, &one, 4);
-        ASSERT_EQ(a, b) << std::hex << "word " << words[i];
+        ASSERT_EQ(memcmp(&out[i], &one, 4), 0) << std::hex << "word " << GetN(bytes, 4 * i, 4, true);
     }
 }
 
@@ -144,15 +131,13 @@ TEST_F(SegyHeader, BigEndianFileHeaderIsSwappedToHost)
 
 TEST_F(SegyHeader, GarbageFileHeadersAreRefused)
 {
-    struct {
-        int16_t samples;  // host order
-        int16_t format;
-    } const bad[] = {{0, 1}, {1, 1}, {-5, 1}, {100, 0}, {100, 8}, {100, 9999}, {-1, -1}, {32767, 300}};
+    // Samples and format in host order.
+    struct { int16_t samples, format; } const bad[] = {{0, 1}, {1, 1}, {-5, 1}, {100, 0}, {100, 8}, {100, 9999},
+                                                       {-1, -1}, {32767, 300}};
     for (auto& b : bad) {
         SGY_FILEHEADER h;
         memset(&h, 0, sizeof(h));
-        h.samplesPerTrace = b.samples;
-        h.format = b.format;
+        h.samplesPerTrace = b.samples, h.format = b.format;
         int swap = -1;
         EXPECT_EQ(obj.ProverkaHederaSEGY(&h, swap), 0) << b.samples << " " << b.format;
     }
@@ -165,10 +150,7 @@ TEST_F(SegyHeader, GarbageFileHeadersAreRefused)
             p[k] = (unsigned char)rng();
         int swap = -1;
         const int f = obj.ProverkaHederaSEGY(&h, swap);
-        ASSERT_TRUE(f == 0 || (f >= 1 && f <= 7));
-        if (f) {
-            ASSERT_GE(h.samplesPerTrace, 2);
-        }
+        ASSERT_TRUE(f == 0 || (f >= 1 && f <= 7 && h.samplesPerTrace >= 2)) << f;
     }
     int swap = 0;
     EXPECT_EQ(obj.ProverkaHederaSEGY((SGY_FILEHEADER*)nullptr, swap), 0);
@@ -178,38 +160,16 @@ TEST_F(SegyHeader, GarbageFileHeadersAreRefused)
 
 TEST_F(SegyHeader, TraceHeaderFieldsWithScalers)
 {
-    CSdsPC::COOR_SCALER = -100;
-    CSdsPC::ELEV_SCALER = -10;
+    CSdsPC::COOR_SCALER = -100, CSdsPC::ELEV_SCALER = -10;
     int p[2] = {5, 2};
     double t[3] = {0.0, 1000.0, 2.0};
     SDS_TRACEINFO info = Info(12.34f, 100.5f, 5.5f, 15.34f, 96.5f, 7.25f, 3);
     SGY_TRACEHEADER h = obj.CreateSGYHeaderTrace(p, info, t, DU_MSEC);
-    const std::vector<unsigned char> b((unsigned char*)&h, (unsigned char*)&h + sizeof(h));
-    EXPECT_EQ(be32(b, 0), 5);
-    EXPECT_EQ(be32(b, 4), 5);
-    EXPECT_EQ(be32(b, 8), 3);
-    EXPECT_EQ(be32(b, 12), 2);
-    EXPECT_EQ(be32(b, 16), 3);
-    EXPECT_EQ(be32(b, 20), 5);
-    EXPECT_EQ(be32(b, 24), 5);
-    EXPECT_EQ(be16(b, 28), 1);
-    EXPECT_EQ(be16(b, 34), 1);
-    EXPECT_EQ(be32(b, 36), 5);  // sqrt(3^2 + 4^2)
-    EXPECT_EQ(be32(b, 40), -72);  // -7.25 * 10 = -72.5; floor(-72.5 + 0.5)
-    EXPECT_EQ(be32(b, 44), -55);
-    EXPECT_EQ(be16(b, 68), -10);
-    EXPECT_EQ(be16(b, 70), -100);
-    EXPECT_EQ(be32(b, 72), 1234);
-    EXPECT_EQ(be32(b, 76), 10050);
-    EXPECT_EQ(be32(b, 80), 1534);
-    EXPECT_EQ(be32(b, 84), 9650);
-    EXPECT_EQ(be16(b, 88), 1);
-    EXPECT_EQ(be16(b, 114), 501);
-    EXPECT_EQ(be16(b, 116), 2000);
-    EXPECT_EQ(be32(b, 180), 15);
-    EXPECT_EQ(be32(b, 184), 97);
-    EXPECT_EQ(be32(b, 188), 2);
-    EXPECT_EQ(be32(b, 192), 5);
+    const Bytes b((unsigned char*)&h, (unsigned char*)&h + sizeof(h));
+    // Offset 36: sqrt(3^2 + 4^2); 40: -7.25 * 10 = -72.5, floor(-72.5 + 0.5).
+    ExpectAt(b, be32, {{0, 5}, {4, 5}, {8, 3}, {12, 2}, {16, 3}, {20, 5}, {24, 5}, {36, 5}, {40, -72}, {44, -55},
+                       {72, 1234}, {76, 10050}, {80, 1534}, {84, 9650}, {180, 15}, {184, 97}, {188, 2}, {192, 5}});
+    ExpectAt(b, be16, {{28, 1}, {34, 1}, {68, -10}, {70, -100}, {88, 1}, {114, 501}, {116, 2000}});
     for (size_t i = 196; i < 240; i++)
         ASSERT_EQ(b[i], 0) << i;
 }
@@ -220,25 +180,15 @@ class InfMap : public ::testing::Test {
 protected:
     ScratchDir dir;
     CSdsPC obj;
-    void WriteInf(const std::string& data, const char* file = "d.sgy")
-    {
-        ASSERT_TRUE(WriteBytes(dir.path(std::string(file) + ".inf"), data.data(), data.size()));
-    }
 };
 
 TEST_F(InfMap, SetTraceInfoReadsMappedFieldsWithScalers)
 {
-    ASSERT_TRUE(dir.ok());
     obj.m_Type = SGY;
     obj.GetInfoTraceFromFile(nullptr);
     unsigned char th[240] = {};
-    SetField32(th, 72, 1234);
-    SetField32(th, 76, -500);
-    SetField32(th, 80, 2000);
-    SetField32(th, 84, 10);
-    SetField32(th, 44, -77);
-    SetField32(th, 40, 300);
-    SetField32(th, 16, 42);
+    for (auto f : {std::make_pair(72, 1234), {76, -500}, {80, 2000}, {84, 10}, {44, -77}, {40, 300}, {16, 42}})
+        SetField32(th, f.first, f.second);
     SetField16(th, 70, -100);
     SetField16(th, 68, 10);
     SDS_TRACEINFO info = Info(0, 0, 0, 0, 0, 0);
@@ -257,7 +207,7 @@ TEST_F(InfMap, SetTraceInfoReadsMappedFieldsWithScalers)
         obj.SetTraceInfo(info, th, nullptr);
         EXPECT_FLOAT_EQ(info.fSrcX, 1234.0f) << s;
     }
-    WriteInf("kmCrd=0.5\nShotZ=nouse\n");
+    ASSERT_TRUE(testutil::WriteFile(dir.path("d.sgy.inf"), "kmCrd=0.5\nShotZ=nouse\n"));
     obj.GetInfoTraceFromFile(dir.path("d.sgy").c_str());
     info.fSrcZ = 99.0f;
     obj.SetTraceInfo(info, th, nullptr);

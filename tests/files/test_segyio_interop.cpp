@@ -19,91 +19,69 @@ const char* kPython = "/usr/bin/python3";
 
 bool HaveSegyio()
 {
-    static int have = -1;
-    if (have < 0) {
-        std::string cmd = std::string(kPython) + " -c \"import segyio\" >/dev/null 2>&1";
-        have = (system(cmd.c_str()) == 0) ? 1 : 0;
-    }
-    return have == 1;
+    static const bool have = system((std::string(kPython) + " -c 'import segyio' >/dev/null 2>&1").c_str()) == 0;
+    return have;
 }
 
 std::string Script() { return std::string(ONDEX_SOURCE_DIR) + "/tests/files/segyio_interop.py"; }
 
-#define REQUIRE_SEGYIO()                                                                              \
-    do {                                                                                              \
-        if (!HaveSegyio())                                                                            \
-            GTEST_SKIP() << "segyio is not available to " << kPython << " (import segyio failed); "   \
-                         << "the exchange with an independent SEG-Y reader is not checked";           \
-    } while (0)
-
 class SegyioInterop : public ::testing::Test {
 protected:
+    void SetUp() override
+    {
+        if (!HaveSegyio()) GTEST_SKIP() << "segyio cannot be imported by " << kPython << ": no exchange is checked";
+        }
     SettingsGuard guard;
     ScratchDir dir;
 };
 
-struct Expected {
-    std::vector<SDS_TRACEINFO> info;
-    std::vector<int> il, xl;
-};
-
-// Writes a gather of nx traces with OnSave and has segyio check it.
-void WriteAndCheck(ScratchDir& dir, const Expected& e, const std::vector<float>& data, int nx, int ny,
-                   const char* file)
+// Writes a gather with OnSave and has segyio check it: positions, line
+// numbers il(k) and xl(k), and the first sample of each trace.
+template <class Lines>
+void WriteAndCheck(ScratchDir& dir, const std::vector<SDS_TRACEINFO>& info, const std::vector<float>& data, int ny,
+                   const char* file, Lines il, Lines xl)
 {
     CSdsPC obj;
-    const std::string name = dir.path(file);
+    const int nx = (int)info.size();
+    const std::string name = dir.path(file), coords = name + ".txt";
     ASSERT_TRUE(obj.OnSave(name.c_str(), const_cast<float*>(data.data()), CRectR(0, 0, 1, 2.0 * (ny - 1)),
-                           CSizeN(nx, ny), 0, 0, false, const_cast<SDS_TRACEINFO*>(e.info.data()), DU_MSEC));
-    const std::string coords = dir.path(std::string(file) + ".txt");
+                           CSizeN(nx, ny), 0, 0, false, const_cast<SDS_TRACEINFO*>(info.data()), DU_MSEC));
     FILE* f = fopen(coords.c_str(), "w");
     ASSERT_NE(f, nullptr);
     for (int k = 0; k < nx; k++)
-        fprintf(f, "%.4f %.4f %.4f %.4f %d %d %.9g\n", e.info[k].fSrcX, e.info[k].fSrcY, e.info[k].fRecX,
-                e.info[k].fRecY, e.il[k], e.xl[k], data[k]);
+        fprintf(f, "%.4f %.4f %.4f %.4f %d %d %.9g\n", info[k].fSrcX, info[k].fSrcY, info[k].fRecX, info[k].fRecY,
+                il(k), xl(k), data[k]);
     fclose(f);
     std::string out;
-    const std::string cmd = std::string(kPython) + " " + Script() + " check " + name + " " + std::to_string(nx) +
-                            " " + std::to_string(ny) + " 2000 1 " + coords;
-    EXPECT_EQ(testutil::Run(cmd, out), 0) << out;
+    EXPECT_EQ(testutil::Run(std::string(kPython) + " " + Script() + " check " + name + " " + std::to_string(nx) + " " +
+                                std::to_string(ny) + " 2000 1 " + coords, out), 0) << out;
 }
 
 TEST_F(SegyioInterop, OurGatherReadsInSegyio)
 {
-    REQUIRE_SEGYIO();
-    ASSERT_TRUE(dir.ok());
     CSdsPC::COOR_SCALER = -100;
     const int nx = 5, ny = 50;
-    Expected e;
+    std::vector<SDS_TRACEINFO> info;
     std::vector<float> data((size_t)nx * ny);
     for (int k = 0; k < nx; k++) {
-        e.info.push_back(Info(1000.25f + 10 * k, 2000.5f, 0, 1500.75f + 12.34f * k, -50.25f, 0, 3));
-        e.il.push_back(k + 1);
-        e.xl.push_back(k + 1);
+        info.push_back(Info(1000.25f + 10 * k, 2000.5f, 0, 1500.75f + 12.34f * k, -50.25f, 0, 3));
         for (int j = 0; j < ny; j++)
             data[(size_t)k + (size_t)j * nx] = (float)(std::sin(0.2 * j + k) * (k + 1) * 100.0);
     }
-    WriteAndCheck(dir, e, data, nx, ny, "ours.sgy");
+    auto seq = [](int k) { return k + 1; };
+    WriteAndCheck(dir, info, data, ny, "ours.sgy", +seq, +seq);
 }
 
 TEST_F(SegyioInterop, PromaxLineNumbersReadInSegyio)
 {
-    REQUIRE_SEGYIO();
-    ASSERT_TRUE(dir.ok());
     CSdsPC::PROMAX = true;
-    CSdsPC::INLINE_START = 100;
-    CSdsPC::INLINE_STEP = 2;
-    CSdsPC::CROSSLINE_START = 1000;
-    CSdsPC::CROSSLINE_STEP = 5;
-    const int nx = 4, ny = 60;
-    Expected e;
-    std::vector<float> data((size_t)nx * ny, -3.75f);
-    for (int k = 0; k < nx; k++) {
-        e.info.push_back(Info(0, 0, 0, 25.0f * k, 0, 0, 3));
-        e.il.push_back(3 * 2 + 100);
-        e.xl.push_back(k * 5 + 1000);
-    }
-    WriteAndCheck(dir, e, data, nx, ny, "promax.sgy");
+    CSdsPC::INLINE_START = 100, CSdsPC::INLINE_STEP = 2, CSdsPC::CROSSLINE_START = 1000, CSdsPC::CROSSLINE_STEP = 5;
+    std::vector<SDS_TRACEINFO> info;
+    for (int k = 0; k < 4; k++)
+        info.push_back(Info(0, 0, 0, 25.0f * k, 0, 0, 3));
+    auto il = [](int) { return 3 * 2 + 100; };
+    auto xl = [](int k) { return k * 5 + 1000; };
+    WriteAndCheck(dir, info, std::vector<float>(4 * 60, -3.75f), 60, "promax.sgy", +il, +xl);
 }
 
 // Samples the script writes: sin(0.3 t + i) * 1000 (i + 1), as float.
@@ -111,17 +89,11 @@ float ScriptSample(int i, int t) { return (float)(std::sin(t * 0.3 + i) * 1000.0
 
 TEST_F(SegyioInterop, SegyioFilesOpenHere)
 {
-    REQUIRE_SEGYIO();
-    ASSERT_TRUE(dir.ok());
     std::string out;
     ASSERT_EQ(testutil::Run(std::string(kPython) + " " + Script() + " write " + dir.path(""), out), 0) << out;
 
-    struct {
-        const char* name;
-        int format;
-        int swap;     // on this little-endian host
-        double tol;   // per sample, relative or absolute as below
-    } const files[] = {
+    // swap: on this little-endian host; tol: per sample, relative or absolute as below.
+    struct { const char* name; int format, swap; double tol; } const files[] = {
         {"be_ibm.sgy", 1, 1, 2e-6},    // IBM keeps 21..24 mantissa bits
         {"be_ieee.sgy", 5, 1, 2e-7},   // exact but for the sine of another library
         {"le_int.sgy", 2, 0, 0.5},     // rounded to integers by the writer

@@ -4,22 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <vector>
 
 #include "common/TestUtil.h"
 #include "files/SdsPC.h"
-
-namespace
-{
-std::vector<char> Bytes(const std::string& path)
-{
-    std::ifstream f(path, std::ios::binary);
-    return std::vector<char>(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
-}
-} // namespace
 
 TEST(SetTraces, SameBytesAsOneByOne)
 {
@@ -52,5 +41,5 @@ TEST(SetTraces, SameBytesAsOneByOne)
     EXPECT_FALSE(fb.SetTraces(nx * ny - 1, 2, data.data(), nz));   // past the last trace
     fa.Reset();
     fb.Reset();
-    EXPECT_EQ(Bytes(a), Bytes(b));
+    EXPECT_EQ(testutil::ReadFile(a), testutil::ReadFile(b));
 }

@@ -32,7 +32,6 @@ std::vector<float> Gather(int nx, int ny, float (*f)(int, int))
 
 TEST_F(Writers, SegyFileAndTraceHeadersAtTheirOffsets)
 {
-    ASSERT_TRUE(dir.ok());
     // Values with known IBM words.
     const float vals[5] = {1.0f, -118.625f, 100.0f, 0.5f, 0.0f};
     const uint32_t ibm[5] = {0x41100000u, 0xC276A000u, 0x42640000u, 0x40800000u, 0u};
@@ -48,24 +47,13 @@ TEST_F(Writers, SegyFileAndTraceHeadersAtTheirOffsets)
     EXPECT_EQ(b[0], 0xC3);  // 'C' in EBCDIC
     EXPECT_EQ(b[1], 0x40);
     EXPECT_EQ(b[2], 0xF1);
+    ExpectAt(b, be16, {{3212, 3}, {3216, 2000}, {3220, 5}, {3224, 1}, {3226, 32}, {3254, 1}, {3596, 1}, {3598, 0}});
     EXPECT_EQ(be32(b, 3200), 1);
-    EXPECT_EQ(be16(b, 3212), 3);
-    EXPECT_EQ(be16(b, 3216), 2000);
-    EXPECT_EQ(be16(b, 3220), 5);
-    EXPECT_EQ(be16(b, 3224), 1);
-    EXPECT_EQ(be16(b, 3226), 32);
-    EXPECT_EQ(be16(b, 3254), 1);
     EXPECT_EQ(beu32(b, 3592), 0x3F800000u);  // value scale 1.0
-    EXPECT_EQ(be16(b, 3596), 1);
-    EXPECT_EQ(be16(b, 3598), 0);
-
     for (int k = 0; k < 3; k++) {
         const size_t t = 3600 + (size_t)k * 260;
-        EXPECT_EQ(be32(b, t + 0), k + 1);
-        EXPECT_EQ(be32(b, t + 36), 0);  // source on the receiver
-        EXPECT_EQ(be32(b, t + 72), 100 + 50 * k);
-        EXPECT_EQ(be32(b, t + 80), 100 + 50 * k);
-        EXPECT_EQ(be32(b, t + 76), 0);
+        // Offset 36: the source on the receiver.
+        ExpectAt(b, be32, {{0, k + 1}, {36, 0}, {72, 100 + 50 * k}, {80, 100 + 50 * k}, {76, 0}}, t);
         EXPECT_EQ(be16(b, t + 114), 5);
         for (int j = 0; j < 5; j++) {
             uint32_t w = ibm[j];
@@ -78,7 +66,6 @@ TEST_F(Writers, SegyFileAndTraceHeadersAtTheirOffsets)
 
 TEST_F(Writers, SdsTracesAsRawFloats)
 {
-    ASSERT_TRUE(dir.ok());
     auto data = Gather(2, 4, [](int k, int j) { return 10.0f * k + j + 0.25f; });
     const std::string name = P("s.rec");
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(0, 0, 25, 6), CSizeN(2, 4), 0, 0, false, nullptr,
@@ -87,12 +74,8 @@ TEST_F(Writers, SdsTracesAsRawFloats)
     ASSERT_EQ(b.size(), 2u * (80 + 16));
     for (int k = 0; k < 2; k++) {
         const size_t t = (size_t)k * 96;
-        EXPECT_EQ(le32(b, t + 0), k + 1);
-        EXPECT_EQ(le32(b, t + 20), 25 * k);
+        ExpectAt(b, le32, {{0, k + 1}, {20, 25 * k}, {40, 0}, {44, 8}, {56, 2}}, t);
         EXPECT_EQ(std::string((char*)&b[t + 36], 4), "R4  ");
-        EXPECT_EQ(le32(b, t + 40), 0);
-        EXPECT_EQ(le32(b, t + 44), 8);
-        EXPECT_EQ(le32(b, t + 56), 2);
         for (int j = 0; j < 4; j++)
             EXPECT_EQ(lef32(b, t + 80 + 4 * j), 10.0f * k + j + 0.25f);
     }
@@ -100,46 +83,29 @@ TEST_F(Writers, SdsTracesAsRawFloats)
 
 TEST_F(Writers, RefusalsAndTheirOrder)
 {
-    ASSERT_TRUE(dir.ok());
     std::vector<float> data(10, 1.0f);
-    struct {
-        const char* name;
-        int nx, ny;
-        const char* message;
-    } const cases[] = {
-        {"x.txt", 2, 5, "has incorrect extension"},
-        {"x.txt", 0, 1, "has incorrect extension"},  // extension before size
-        {"y.sgy", 0, 5, "Buffer size error\n"},
-        {"y.sgy", 2, 1, "Buffer size error\n"},
-        {"y.rec", 2, 1, "Buffer size error\n"},
+    struct { const char* name; int nx, ny; bool bData; const char* message; } const cases[] = {
+        {"x.txt", 2, 5, true, "has incorrect extension"},
+        {"x.txt", 0, 1, true, "has incorrect extension"},  // extension before size
+        {"y.sgy", 0, 5, true, "Buffer size error\n"},
+        {"y.sgy", 2, 1, true, "Buffer size error\n"},
+        {"y.rec", 2, 1, true, "Buffer size error\n"},
+        {"nodir/z.sgy", 2, 5, true, "is not opened."},
+        {"big.sgy", 1, 40000, false, "Error!"},  // SEG-Y cannot count more than 32767 samples
+        {"v.vmg", 2, 5, false, ""},              // VMG needs samples
     };
     for (auto& c : cases) {
         testing::internal::CaptureStdout();
-        EXPECT_FALSE(obj.OnSave(P(c.name).c_str(), data.data(), CRectR(0, 0, 1, 1), CSizeN(c.nx, c.ny), 0, 0,
-                                false, nullptr, DU_MSEC))
-            << c.name;
+        EXPECT_FALSE(obj.OnSave(P(c.name).c_str(), c.bData ? data.data() : nullptr, CRectR(0, 0, 1, 1),
+                                CSizeN(c.nx, c.ny), 0, 0, false, nullptr, DU_MSEC)) << c.name;
         const std::string out = testing::internal::GetCapturedStdout();
         EXPECT_NE(out.find(c.message), std::string::npos) << c.name << ": " << out;
         EXPECT_FALSE(FileExists(P(c.name))) << c.name;
     }
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(obj.OnSave(P("nodir/z.sgy").c_str(), data.data(), CRectR(0, 0, 1, 1), CSizeN(2, 5), 0, 0,
-                            false, nullptr, DU_MSEC));
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("is not opened."), std::string::npos);
-    // SEG-Y cannot count more than 32767 samples.
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(obj.OnSave(P("big.sgy").c_str(), nullptr, CRectR(0, 0, 1, 1), CSizeN(1, 40000), 0, 0, false,
-                            nullptr, DU_MSEC));
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Error!"), std::string::npos);
-    // VMG needs samples.
-    EXPECT_FALSE(obj.OnSave(P("v.vmg").c_str(), nullptr, CRectR(0, 0, 1, 1), CSizeN(2, 5), 0, 0, false,
-                            nullptr, DU_MSEC));
-    EXPECT_FALSE(FileExists(P("v.vmg")));
 }
 
 TEST_F(Writers, VmgGatherFrame)
 {
-    ASSERT_TRUE(dir.ok());
     obj.m_cComponent = 'Z';
     auto data = Gather(3, 3, [](int k, int j) { return (float)(k * 100 + j); });
     SDS_TRACEINFO info[3] = {Info(7, 0, 2, 10, 0, 0), Info(7, 0, 2, 20, 0, 0), Info(7, 0, 2, 30, 0, 0)};
@@ -149,20 +115,9 @@ TEST_F(Writers, VmgGatherFrame)
     auto b = ReadBytes(name);
     ASSERT_EQ(b.size(), 296u + 9 * 4);
     EXPECT_EQ(std::string((char*)&b[0], 19), "Binary. FD-Grid ___");
-    EXPECT_EQ(lef32(b, 132), 10.0f);
-    EXPECT_EQ(lef32(b, 136), 30.0f);
-    EXPECT_EQ(lef32(b, 140), 10.0f);
-    EXPECT_EQ(lef32(b, 144), 7.0f);
-    EXPECT_EQ(lef32(b, 148), 0.0f);
-    EXPECT_EQ(lef32(b, 152), 1.0f);  // seconds
-    EXPECT_EQ(lef32(b, 156), 0.5f);
-    EXPECT_EQ(lef32(b, 160), 2.0f);
-    EXPECT_EQ(le32(b, 196), 3);
-    EXPECT_EQ(le32(b, 200), 3);
-    EXPECT_EQ(le32(b, 236), 1);
-    EXPECT_EQ(le32(b, 240), 0);
-    EXPECT_EQ(le32(b, 244), 1);
-    EXPECT_EQ(le32(b, 248), 2);
+    // Offset 152: the last time in seconds.
+    ExpectAt(b, lef32, {{132, 10}, {136, 30}, {140, 10}, {144, 7}, {148, 0}, {152, 1}, {156, 0.5}, {160, 2}});
+    ExpectAt(b, le32, {{196, 3}, {200, 3}, {236, 1}, {240, 0}, {244, 1}, {248, 2}});
     EXPECT_EQ(b[252], 'Z');
     EXPECT_EQ(std::string((char*)&b[260], 4), "XTZY");
     EXPECT_EQ(std::string((char*)&b[268]), "Gath");
@@ -173,9 +128,7 @@ TEST_F(Writers, VmgGatherFrame)
     ASSERT_TRUE(obj.OnSave(name.c_str(), data.data(), CRectR(10, 0, 10, 1000), CSizeN(1, 9), 0, 0, false,
                            nullptr, DU_M));
     b = ReadBytes(name);
-    EXPECT_EQ(lef32(b, 140), 1.0f);
-    EXPECT_EQ(lef32(b, 152), 1000.0f);
-    EXPECT_EQ(lef32(b, 144), 0.0f);
+    ExpectAt(b, lef32, {{140, 1}, {152, 1000}, {144, 0}});
     EXPECT_EQ(std::string((char*)&b[260], 4), "XZTY");
     EXPECT_EQ(std::string((char*)&b[268]), "Modl");
 }

@@ -10,18 +10,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "rock/Stiffness.h"
 
 namespace
 {
 
-struct Medium
-{
-    const char* pszName;
-    float eps, delta, gamma, tilt, azimuth;
-};
+struct Medium { const char* pszName; float eps, delta, gamma, tilt, azimuth; };
 
 // Over phase directions on a sphere and the three wave types: the least
 // n_a * V_a / |V| for each axis a (0 where the condition just holds).
@@ -78,11 +73,7 @@ void WorstAlignment(const Medium& m, double worst[3])
 // the sampled sphere (1e-6) and above the weakest failure found (-0.0044).
 TEST(PmlCondition, HoldsForAxesAlongTheGridFailsForTiltedAxes)
 {
-    struct Row
-    {
-        Medium m;
-        bool holds[3];   // x, y, z faces
-    };
+    struct Row { Medium m; bool holds[3]; };   // x, y, z faces
     const Row rows[] = {{{"isotropic", 0, 0, 0, 45, 30}, {true, true, true}},
                         {{"VTI, eps 0.2 delta 0.1", 0.2f, 0.1f, 0.15f, 0, 0}, {true, true, true}},
                         {{"eps 0.4 delta -0.1, untilted", 0.4f, -0.1f, 0.1f, 0, 0}, {true, true, true}},
@@ -95,7 +86,6 @@ TEST(PmlCondition, HoldsForAxesAlongTheGridFailsForTiltedAxes)
         SCOPED_TRACE(r.m.pszName);
         double w[3];
         WorstAlignment(r.m, w);
-        std::printf("%-40s least n_a V_a / |V|: x %8.4f  y %8.4f  z %8.4f\n", r.m.pszName, w[0], w[1], w[2]);
         for (int ax = 0; ax < 3; ax++)
             if (r.holds[ax])
                 EXPECT_GT(w[ax], -1e-6) << "axis " << ax;

@@ -180,8 +180,7 @@ TEST(ViscoFit, ModelAssemblyBuildsRecordsAndDropsQ)
         const size_t cells = (size_t)NX * NY * NZ;
         std::vector<float> vp(cells), vs(cells), rho(cells), plane((size_t)NZ * NX), m(cells * 3 * L), q(cells);
         eng.m_pVp = vp.data(), eng.m_pVs = vs.data(), eng.m_pRho = rho.data(), eng.m_pPlane = plane.data();
-        eng.m_pViscoM = bRecords ? m.data() : nullptr;
-        eng.m_pQ = new float[cells]();
+        eng.m_pViscoM = bRecords ? m.data() : nullptr, eng.m_pQ = new float[cells]();
         // The model as loaded, to fit each cell alone below.
         ASSERT_EQ(0, eng.LoadModelComponent(0, app.m_strModelPW, nullptr, vp.data(), rho.data()));
         ASSERT_EQ(0, eng.LoadModelComponent(1, app.m_strModelSW, vp.data(), vs.data(), rho.data()));

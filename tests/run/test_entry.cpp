@@ -5,14 +5,9 @@
 
 #include "RunTestUtil.h"
 #include "engine3d/Calc3D.h"
-#include "files/SdsPC.h"
-#include "files/SegyFormat.h"
-#include "run/OndexApp.h"
 
 namespace
 {
-const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
-
 const char kMergeJob[] =
     "[TASK]\ntaskType = merge\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = res\n"
     "Model Name = vp.sgy\n[Survey]\nt0 = 0\nt1 = 0.02\ndt = 0.004\n[Mesh]\ndx = 10\ndt = 0.001\n"
@@ -37,32 +32,11 @@ protected:
         ASSERT_NE(app.m_pCalc3D, nullptr);
         const CString strTemplate = app.m_pCalc3D->GetFileName(0, 'Z', true, false, 0.0);
         m_merged = (const char*)app.m_pCalc3D->GetFileName(0, 'Z', false, true, 0.0);
+        const double T[3] = {0.0, 20.0, 4.0};
         for (int n = nFirst; n <= nLast; ++n)
         {
-            CString strName(0, strTemplate, n);
-            FILE* f = fopen(strName, "wb");
-            ASSERT_NE(f, nullptr) << (const char*)strName;
-            CSdsPC w;
-            double T[3] = {0.0, 20.0, 4.0};
-            SGY_FILEHEADER fh = w.CreateSGYHeaderFile(nTraces, T, DU_MSEC, 0);
-            fwrite(&fh, sizeof(fh), 1, f);
-            for (int i = 0; i < nTraces; ++i)
-            {
-                SDS_TRACEINFO info;
-                memset(&info, 0, sizeof(info));
-                info.fRecX = 10.0f * i;
-                info.nPart = n;
-                int p[2] = {i + 1, i + 1};
-                SGY_TRACEHEADER th = w.CreateSGYHeaderTrace(p, info, T, DU_MSEC);
-                fwrite(&th, sizeof(th), 1, f);
-                unsigned char b[4];
-                for (int k = 0; k < 6; ++k)
-                {
-                    EncodeIBMFloat((float)(n + k), b);
-                    fwrite(b, 4, 1, f);
-                }
-            }
-            fclose(f);
+            const CString strName(0, strTemplate, n);
+            WriteShotFile((const char*)strName, n, nTraces, T);
             m_shotFiles.push_back((const char*)strName);
         }
     }
@@ -71,20 +45,16 @@ protected:
     std::vector<std::string> m_shotFiles;
 };
 
-TEST_F(Entry, MissingJobFile)
+// A job missing or rejected: -1, and no closing lines.
+TEST_F(Entry, MissingOrRejectedJob)
 {
-    EXPECT_EQ(Run(kProgram), 255);   // -1
+    EXPECT_EQ(Run(kProgram), 255);
     EXPECT_NE(m_out.find("The program has finised with result -1.\n"), std::string::npos) << m_out;
     EXPECT_TRUE(LogHas("The job specification file 'runtask.ini' is not read!\n\n"));
     EXPECT_TRUE(LogHas("3D 64-bit Computation Engine version 9.0.9 running on 64-bit Linux/MPI\n"));
-}
-
-TEST_F(Entry, RejectedJobPrintsNoClosingLines)
-{
     WriteFile("runtask.ini", "[TASK]\ntaskType = simulate\n");
     EXPECT_EQ(Run(kProgram), 255);
-    EXPECT_FALSE(LogHas("Elapsed Time: "));
-    EXPECT_FALSE(LogHas("Simulation finished successfully."));
+    EXPECT_FALSE(LogHas("Elapsed Time: ") || LogHas("Simulation finished successfully."));
 }
 
 TEST_F(Entry, MergeTaskJoinsTheShotFiles)
@@ -111,12 +81,7 @@ TEST_F(Entry, MergeTaskJoinsTheShotFiles)
 TEST_F(Entry, MergeTaskWithoutAShotRangeWarns)
 {
     WriteFile("runtask.ini", kMergeJob);
-    const struct
-    {
-        const char* args;
-        const char* warning;
-        int count;
-    } cases[] = {
+    const struct { const char* args; const char* warning; int count; } cases[] = {
         {"", "Warning! No first or last shot is given in the job or on the command line: only shot 0 is merged.\n", 1},
         {" x 3 1", "Warning! The first shot 3 lies above the last shot 1: no shot is merged.\n", 1},
         {" x 1 1", "Warning!", 0},

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,7 +13,6 @@
 #include "cpu/Calc3D_OMP.h"
 #include "engine1d/Calc1D.h"
 #include "engine3d/Calc3D.h"
-#include "run/OndexApp.h"
 #include "run/TaskFile.h"
 
 // ------------------------------------------------------------ lines and keys
@@ -32,12 +30,7 @@ protected:
     }
 };
 
-struct LineCase
-{
-    const char* name;
-    std::string text;
-    std::vector<std::string> kept;
-};
+struct LineCase { const char* name; std::string text; std::vector<std::string> kept; };
 
 TEST_F(TaskFile, LinesKeptAsTheReaderSeesThem)
 {
@@ -64,16 +57,9 @@ TEST_F(TaskFile, LinesKeptAsTheReaderSeesThem)
     }
 }
 
-struct LookupCase
-{
-    const char* name;
-    std::string text;
-    const char* section;
-    const char* key;
-    int result;
-    std::string value;     // string value when result is 0
-    size_t linesAfter;     // lines left in the vector
-};
+// value: the string found when the result is 0; linesAfter: lines left.
+struct LookupCase { const char* name; std::string text; const char *section, *key; int result; std::string value;
+                    size_t linesAfter; };
 
 TEST_F(TaskFile, LookupRules)
 {
@@ -120,23 +106,15 @@ std::string Job(const char* method, const std::string& modelingExtra = "", const
            modelingExtra +
            "[Survey]\nt0 = 0\nt1 = 1\ndt = 0.002\n"
            "[Mesh]\ndx = 10\ndt = 0.001\n"
-           "[Source]\nFrequency = 20\n" +
-           more;
+           "[Source]\nFrequency = 20\n" + more;
 }
 
 class ReadTask : public RunTempDir
 {
 protected:
-    void SetUp() override
-    {
-        RunTempDir::SetUp();
-        m_app.reset(new COndexApp());
-    }
     void TearDown() override
     {
-        m_app.reset();
-        g_nSize = 1;
-        g_nNode = 0;
+        g_nSize = 1, g_nNode = 0;
         RunTempDir::TearDown();
     }
     int Read(const std::string& job)
@@ -145,16 +123,10 @@ protected:
         ClearLog();
         return m_app->ReadTask("ignored-name.ini");
     }
-    std::unique_ptr<COndexApp> m_app;
 };
 
-struct TaskTypeCase
-{
-    const char* line;
-    int result;
-    bool merge;
-    const char* shown;   // the value in the message when rejected
-};
+// shown: the value in the message when rejected.
+struct TaskTypeCase { const char* line; int result; bool merge; const char* shown; };
 
 TEST_F(ReadTask, TaskType)
 {
@@ -173,27 +145,17 @@ TEST_F(ReadTask, TaskType)
         std::string job = Job("3D Acoustic");
         job.replace(job.find("taskType = modeling\n"), 20, c.line);
         EXPECT_EQ(Read(job), c.result);
-        if (c.result == 0)
-        {
-            EXPECT_EQ(m_app->m_bMergeTask, c.merge);
-        }
-        else
+        EXPECT_EQ(m_app->m_bMergeTask, c.merge);
+        if (c.shown)
         {
             EXPECT_TRUE(LogHas(std::string("Incorrect 'runtask.ini' file (taskType '") + c.shown +
-                               "' is wrong, expected either 'modeling' or 'merge')!\n\n"))
-                << Log();
+                               "' is wrong, expected either 'modeling' or 'merge')!\n\n")) << Log();
             EXPECT_TRUE(LogHas("The computation is stopped.\n"));
         }
     }
 }
 
-struct MethodCase
-{
-    const char* method;
-    const char* extra;
-    int result;
-    int type;
-};
+struct MethodCase { const char* method; const char* extra; int result; int type; };
 
 TEST_F(ReadTask, Method)
 {
@@ -241,18 +203,11 @@ TEST_F(ReadTask, RefusalsInTheirWords)
     merge1D.replace(merge1D.find("modeling\n"), 9, "merge\n");
     std::string both = Job("3D Acoustic", "UseShotId = 1\n");
     both.insert(both.find("t0 = 0\n"), "ShotsDefinedByCoordinates = 1\n");
-    const struct
-    {
-        std::string job;
-        int result;
-        std::vector<const char*> messages;
-    } cases[] = {
+    const struct { std::string job; int result; std::vector<const char*> messages; } cases[] = {
         {"[TASK]\ntaskType = modeling\n[modeling]\nDebug = 0\n", 1,
          {"Incorrect 'runtask.ini' file ('Run Computation' is wrong)!\n\n"}},
         {merge1D, 1, {"Error! Task 'merge' is not available for the 'Vertical Incidence' method.\n"}},
-        {Without("t0 = 0\n"), 1, {}},
-        {Without("t1 = 1\n"), 1, {}},
-        {Without("dt = 0.002\n"), 1, {}},
+        {Without("t0 = 0\n"), 1, {}}, {Without("t1 = 1\n"), 1, {}}, {Without("dt = 0.002\n"), 1, {}},
         {both, -1,
          {"Error! Contradicting settings encountered. 'UseShotId' and 'ShotsDefinedByCoordinates' cannot both be 1."}},
         // A second [Survey] is never reached: no contradiction there, and
@@ -288,14 +243,8 @@ TEST_F(ReadTask, RefusalsInTheirWords)
         const auto nRedundant = std::count_if(c.messages.begin(), c.messages.end(),
                                               [](const char* m) { return strstr(m, "Redundant variable"); });
         EXPECT_EQ(LogCount("Redundant variable"), (int)nRedundant) << Log();
-        if (c.result != 0)
-        {
-            EXPECT_EQ(m_app->m_pCalc1D, nullptr);
-            if (c.result == 1)
-            {
-                EXPECT_EQ(m_app->m_pCalc3D, nullptr) << "the engine is made after the checks";
-            }
-        }
+        EXPECT_TRUE(c.result == 0 || m_app->m_pCalc1D == nullptr);
+        EXPECT_TRUE(c.result != 1 || m_app->m_pCalc3D == nullptr) << "the engine is made after the checks";
     }
 }
 
@@ -309,12 +258,7 @@ TEST_F(ReadTask, DefaultsWhenKeysAreAbsent)
     EXPECT_EQ(a.m_nThreads, a.m_nCPUCount);
 }
 
-struct GroupCase
-{
-    int size;
-    const char* line;
-    int expected;
-};
+struct GroupCase { int size; const char* line; int expected; };
 
 TEST_F(ReadTask, GroupSizeMustBeBelowTheProcessCount)
 {
@@ -335,12 +279,7 @@ TEST_F(ReadTask, GroupSizeMustBeBelowTheProcessCount)
     }
 }
 
-struct OutputDirCase
-{
-    const char* value;
-    const char* expected;
-    const char* dirMade;
-};
+struct OutputDirCase { const char* value; const char* expected; const char* dirMade; };
 
 TEST_F(ReadTask, OutputDirGetsASlashAndIsMade)
 {
@@ -355,20 +294,12 @@ TEST_F(ReadTask, OutputDirGetsASlashAndIsMade)
         m_app.reset(new COndexApp());
         ASSERT_EQ(Read(Job("3D Acoustic", std::string("OutputDir = ") + c.value + "\n")), 0) << Log();
         EXPECT_STREQ((const char*)m_app->m_strOutputDir, c.expected);
-        if (c.dirMade)
-        {
-            struct stat st;
-            ASSERT_EQ(stat(c.dirMade, &st), 0);
-            EXPECT_TRUE(S_ISDIR(st.st_mode));
-        }
+        struct stat st;
+        EXPECT_TRUE(!c.dirMade || (stat(c.dirMade, &st) == 0 && S_ISDIR(st.st_mode)));
     }
 }
 
-struct PointCase
-{
-    int cmdFirst, cmdLast;
-    int first, last;
-};
+struct PointCase { int cmdFirst, cmdLast; int first, last; };
 
 TEST_F(ReadTask, CommandLineShotsOutrankTheJobFile)
 {
@@ -377,8 +308,7 @@ TEST_F(ReadTask, CommandLineShotsOutrankTheJobFile)
     {
         SCOPED_TRACE(std::to_string(c.cmdFirst) + ".." + std::to_string(c.cmdLast));
         m_app.reset(new COndexApp());
-        m_app->m_nFirstPoint = c.cmdFirst;
-        m_app->m_nLastPoint = c.cmdLast;
+        m_app->m_nFirstPoint = c.cmdFirst, m_app->m_nLastPoint = c.cmdLast;
         ASSERT_EQ(Read(Job("3D Acoustic", "First Point = 2\nLast Point = 9\n")), 0);
         EXPECT_EQ(m_app->m_nFirstPoint, c.first);
         EXPECT_EQ(m_app->m_nLastPoint, c.last);
@@ -388,15 +318,8 @@ TEST_F(ReadTask, CommandLineShotsOutrankTheJobFile)
     }
 }
 
-struct RecoveryCase
-{
-    const char* name;
-    bool recovery;
-    const char* content;   // null: no file
-    int start;             // start before reading (last shot is 10)
-    int expected;
-    bool message;
-};
+// content null: no file; start: before reading (the last shot is 10).
+struct RecoveryCase { const char* name; bool recovery; const char* content; int start, expected; bool message; };
 
 TEST_F(ReadTask, RecoveryDat)
 {
@@ -435,33 +358,18 @@ TEST_F(ReadTask, RecoveryDat)
 namespace
 {
 
-std::vector<CString> Lines(std::initializer_list<const char*> l)
-{
-    std::vector<CString> v;
-    for (const char* p : l)
-        v.push_back(CString(p));
-    return v;
-}
+std::vector<CString> Lines(std::initializer_list<const char*> l) { return std::vector<CString>(l.begin(), l.end()); }
 
 bool HasLine(const std::vector<CString>& v, const char* psz)
 {
-    for (const CString& s : v)
-        if (s == psz)
-            return true;
-    return false;
+    return std::find(v.begin(), v.end(), CString(psz)) != v.end();
 }
 
 struct Engine3D
 {
-    std::unique_ptr<COndexApp> app;
+    COndexApp app;
     std::unique_ptr<CCalc3D_OMP> eng;
-    explicit Engine3D(int nType, const char* pszQ = "")
-    {
-        app.reset(new COndexApp());
-        app->m_Type = nType;
-        app->m_strModelQ = pszQ;
-        eng.reset(new CCalc3D_OMP(*app));
-    }
+    explicit Engine3D(int nType) { app.m_Type = nType, eng.reset(new CCalc3D_OMP(app)); }
 };
 
 } // namespace
@@ -469,12 +377,7 @@ struct Engine3D
 // Absorbing strip, PML slab and stencil half-width by method and PML.
 TEST(ReadTask3D, StripWidthsByMethodAndPml)
 {
-    struct Case
-    {
-        int nType;
-        const char* pszPml;   // null: key absent
-        int nTaper, nPML, nHalo;
-    } cases[] = {
+    struct Case { int nType; const char* pszPml; int nTaper, nPML, nHalo; } cases[] = {  // pszPml null: absent
         {101, nullptr, 26, 21, 2}, {101, "PML=1", 26, 21, 2}, {101, "PML=0", 38, 21, 2},
         {102, "PML = 1", 26, 21, 2}, {103, "PML=0", 38, 21, 2},
         {104, "PML=1", 23, 19, 3}, {104, "PML=0", 38, 21, 3}, {104, nullptr, 23, 19, 3},
@@ -533,12 +436,7 @@ TEST(ReadTask3D, UserCubeAndMargin)
 
 TEST(ReadTask3D, MeshAndSourceDirection)
 {
-    struct Case
-    {
-        int nType;
-        const char* pszLine;   // a further [Source] line
-        float k[6];
-    } cases[] = {
+    struct Case { int nType; const char* pszLine; float k[6]; } cases[] = {  // pszLine: a further [Source] line
         {8, nullptr, {0, 0, 0, 0, 1, 0}},                 // default axis "XZ"
         {8, "DoubleCoupleAxis=yx", {0, 0, 0, 1, 0, 0}},
         {8, "DoubleCoupleAxis=ZY", {0, 0, 0, 0, 0, 1}},
@@ -587,14 +485,8 @@ TEST(ReadTask3D, SignalFailureIsReturned)
 
 TEST(SignalParams, FileFrequencyAndShift)
 {
-    struct Case
-    {
-        std::vector<const char*> lines;
-        int nResult;
-        const char* pszFile;
-        double dFreq, t0;
-        int nSignal;
-    } cases[] = {
+    struct Case { std::vector<const char*> lines; int nResult; const char* pszFile; double dFreq, t0; int nSignal; }
+    cases[] = {
         {{"[Source]", "Frequency=25", "Signal=3", "t0=0.01"}, 0, "", 25.0, 0.01, 3},
         {{"[Source]", "File=wavelet.sgy", "Signal=3", "t0=-0.02"}, 0, "wavelet.sgy", 0.0, -0.02, 0},
         {{"[Source]", "Frequency=0.5"}, 1, "", 0.5, 0.0, 0},
@@ -607,9 +499,7 @@ TEST(SignalParams, FileFrequencyAndShift)
         SCOPED_TRACE(c.lines.size() > 1 ? c.lines[1] : "no section");
         COndexApp app;
         CSignal3D sig(&app);
-        std::vector<CString> lines;
-        for (const char* p : c.lines)
-            lines.push_back(CString(p));
+        std::vector<CString> lines(c.lines.begin(), c.lines.end());
         EXPECT_EQ(c.nResult, sig.LoadParamsFromIniFile(lines));
         EXPECT_STREQ(c.pszFile, sig.m_strFile);
         EXPECT_EQ(c.dFreq, sig.m_dFreq);   // the initial 20 does not survive

@@ -1,79 +1,23 @@
 // COndexApp::MergeResults: per-shot SEG-Y files joined into one.
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include "RunTestUtil.h"
-#include "files/SdsPC.h"
-#include "files/SegyFormat.h"
-#include "run/OndexApp.h"
 
 namespace
 {
+const double T[3] = {0.0, 20.0, 4.0};   // 6 samples
+
 uint32_t be32(const unsigned char* p)
 {
     return ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
 }
 
-float SampleValue(int shot, int trace, int k)
-{
-    return (float)(shot * 100 + trace * 10 + k) * 0.5f;
-}
-
-// A per-shot SEG-Y file as the engine writes one: big-endian headers, IBM
-// samples; axis in milliseconds.
-void WriteShotFile(const std::string& name, int shot, int nTraces, const double* T)
-{
-    CSdsPC w;
-    const int nLen = (int)((T[1] - T[0]) / T[2] + 1.5);
-    FILE* f = fopen(name.c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    double axis[3] = {T[0], T[1], T[2]};
-    SGY_FILEHEADER fh = w.CreateSGYHeaderFile(nTraces, axis, DU_MSEC, 0);
-    ASSERT_EQ(fwrite(&fh, sizeof(fh), 1, f), 1u);
-    for (int i = 0; i < nTraces; ++i)
-    {
-        SDS_TRACEINFO info;
-        memset(&info, 0, sizeof(info));
-        info.fSrcX = 1000.0f + shot;
-        info.fSrcY = 2000.0f;
-        info.fRecX = 1000.0f + 25.0f * i;
-        info.fRecY = 2000.0f;
-        info.nPart = shot;
-        int p[2] = {i + 1, i + 1};
-        SGY_TRACEHEADER th = w.CreateSGYHeaderTrace(p, info, axis, DU_MSEC);
-        ASSERT_EQ(fwrite(&th, sizeof(th), 1, f), 1u);
-        for (int k = 0; k < nLen; ++k)
-        {
-            unsigned char b[4];
-            EncodeIBMFloat(SampleValue(shot, i, k), b);
-            ASSERT_EQ(fwrite(b, 4, 1, f), 1u);
-        }
-    }
-    fclose(f);
-}
-
-class Merge : public RunTempDir
-{
-protected:
-    void SetUp() override
-    {
-        RunTempDir::SetUp();
-        m_app.reset(new COndexApp());
-    }
-    void TearDown() override
-    {
-        m_app.reset();
-        RunTempDir::TearDown();
-    }
-    std::unique_ptr<COndexApp> m_app;
-};
+using Merge = RunTempDir;
 
 // Nothing to join, for want of shot files or with the first shot above the
 // last: a file header of 0 traces, and no shot file is deleted.
 TEST_F(Merge, NothingToJoinWritesOnlyTheHeader)
 {
-    const double T[3] = {0.0, 20.0, 4.0};
     WriteShotFile("shot-1.sgy", 1, 2, T);
     for (int nFirst : {2, 3})
     {
@@ -89,7 +33,6 @@ TEST_F(Merge, NothingToJoinWritesOnlyTheHeader)
 
 TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
 {
-    const double T[3] = {0.0, 20.0, 4.0};   // 6 samples
     WriteShotFile("shot-1.sgy", 1, 2, T);
     WriteShotFile("shot-3.sgy", 3, 3, T);
     ClearLog();
@@ -102,10 +45,7 @@ TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
     ASSERT_EQ(data.size(), 3600u + 5 * nTrace);
     const unsigned char* d = (const unsigned char*)data.data();
     EXPECT_EQ((d[3212] << 8) | d[3213], 5);
-    struct Expect
-    {
-        int shot, trace, seq, within;
-    };
+    struct Expect { int shot, trace, seq, within; };
     const Expect ex[] = {{1, 0, 1, 1}, {1, 1, 2, 2}, {3, 0, 3, 1}, {3, 1, 4, 2}, {3, 2, 5, 3}};
     for (int t = 0; t < 5; ++t)
     {
@@ -124,7 +64,6 @@ TEST_F(Merge, ShotsAreJoinedInOrderAndSkippedShotsPassed)
 
 TEST_F(Merge, DeleteRemovesShotFilesAndSideFiles)
 {
-    const double T[3] = {0.0, 20.0, 4.0};
     WriteShotFile("shot-1.sgy", 1, 1, T);
     WriteShotFile("shot-2.sgy", 2, 1, T);
     WriteFile("shot-2.sgy.cr0", "x");
@@ -136,9 +75,8 @@ TEST_F(Merge, DeleteRemovesShotFilesAndSideFiles)
 
 TEST_F(Merge, OtherAxisIsResampledToTheFirst)
 {
-    const double T1[3] = {0.0, 20.0, 4.0};   // 6 samples
     const double T2[3] = {0.0, 20.0, 2.0};   // 11 samples
-    WriteShotFile("shot-1.sgy", 1, 1, T1);
+    WriteShotFile("shot-1.sgy", 1, 1, T);
     WriteShotFile("shot-2.sgy", 2, 1, T2);
     ASSERT_EQ(m_app->MergeResults("merged.sgy", "shot-%d.sgy", 1, 2, false), 0) << Log();
     const std::string data = ReadFile("merged.sgy");

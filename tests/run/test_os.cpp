@@ -1,20 +1,12 @@
 // Machine helpers, small job functions and the layout scan of the job file.
-#include <memory>
 #include <string>
 
 #include "RunTestUtil.h"
-#include "base/Output.h"
-#include "cpu/Calc3D_OMP.h"
 #include "run/Layout.h"
-#include "run/OndexApp.h"
 
 namespace
 {
-struct TraceLenCase
-{
-    double t0, t1, dt;
-    int len;
-};
+struct TraceLenCase { double t0, t1, dt; int len; };
 
 TEST(JobObject, SeismogramTraceLength)
 {
@@ -29,23 +21,18 @@ TEST(JobObject, SeismogramTraceLength)
     for (const TraceLenCase& c : cases)
     {
         std::unique_ptr<COndexApp> app(new COndexApp());
-        app->m_t0 = c.t0;
-        app->m_t1 = c.t1;
-        app->m_dt = c.dt;
+        app->m_t0 = c.t0, app->m_t1 = c.t1, app->m_dt = c.dt;
         EXPECT_EQ(app->GetSeismogramTraceLen(), c.len) << c.t0 << " " << c.t1 << " " << c.dt;
     }
 }
 
-class JobOutput : public RunTempDir
-{
-};
+using JobOutput = RunTempDir;
 
 TEST_F(JobOutput, Run1DShotWithoutEngine)
 {
-    std::unique_ptr<COndexApp> app(new COndexApp());
-    app->m_Type = 100;
+    m_app->m_Type = 100;
     ClearLog();
-    EXPECT_EQ(app->Run1DShot(), 1);
+    EXPECT_EQ(m_app->Run1DShot(), 1);
     EXPECT_NE(Log().find("Error! Computation object not being created.\n"), std::string::npos);
 }
 
@@ -61,15 +48,7 @@ protected:
     }
 };
 
-struct ScanCase
-{
-    const char* name;
-    const char* text;
-    int N;
-    int T;
-    bool skip;
-    int P;
-};
+struct ScanCase { const char* name; const char* text; int N; int T; bool skip; int P; };
 
 TEST_F(LayoutScan, Keys)
 {

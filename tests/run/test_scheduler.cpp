@@ -7,12 +7,7 @@
 
 namespace
 {
-struct GroupSizeCase
-{
-    double needed, available;
-    int job;
-    int expected;
-};
+struct GroupSizeCase { double needed, available; int job; int expected; };
 
 TEST(Scheduler, GroupSize)
 {
@@ -32,17 +27,9 @@ TEST(Scheduler, GroupSize)
             << c.needed << " / " << c.available << " job " << c.job;
 }
 
-struct Slot
-{
-    int group, size, rank;
-};
+struct Slot { int group, size, rank; };
 
-struct PlanCase
-{
-    int workers, g;
-    std::vector<int> leaders;
-    std::vector<Slot> slots;
-};
+struct PlanCase { int workers, g; std::vector<int> leaders; std::vector<Slot> slots; };
 
 TEST(Scheduler, Partition)
 {

@@ -10,8 +10,6 @@
 
 namespace
 {
-const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
-
 // 9 nodes a side, 10 m apart, from 0; shot 2 lies far outside the model.
 const char kSurvey[] =
     "40 40 40 50 40 40\n"
@@ -163,13 +161,7 @@ TEST_F(ShotRoad, SurplusWorkerHasNothingToDo)
 // run goes on as told, with one warning.
 TEST_F(ShotRoad, SurprisingSettingsWarn)
 {
-    const struct
-    {
-        const char* extra;
-        const char* surveyDt;
-        const char* args;
-        const char* warning;
-    } cases[] = {
+    const struct { const char* extra; const char* surveyDt; const char* args; const char* warning; } cases[] = {
         // No last shot anywhere: Recovery.dat cannot move the start.
         {"Recovery = 1\n", "0.002", "", "Warning! Recovery.dat is not used"},
         {"", "0.0005", "x 3 3", "Warning! The survey sample interval 0.0005 s is finer than the mesh time step 0.001 s"},
@@ -199,10 +191,7 @@ TEST_F(ShotRoad, NodeFailingBeforeTheHandOutEndsTheJob)
     WriteJob("[MPI]\nSkip Device Count Detection = 1\n", "0.002", "bad/runtask.ini");
     auto vp = [](double, double, double) { return 2000.0f; };
     ASSERT_TRUE(model_test::WriteCube(bad + "/vp.sgy", 9, 9, 9, 10.0, 0, 0, 0, vp));
-    const struct
-    {
-        int nProc, nBad;
-    } cases[] = {{2, 1}, {2, 0}, {3, 2}};
+    const struct { int nProc, nBad; } cases[] = {{2, 1}, {2, 0}, {3, 2}};
     for (const auto& c : cases)
     {
         SCOPED_TRACE(std::to_string(c.nBad) + " of " + std::to_string(c.nProc));

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "common/TestUtil.h"
+#include "files/files_test_util.h"
 
 #include "survey/Survey3D.h"
 
@@ -21,14 +22,7 @@ protected:
         m_tmp.reset(new testutil::TempDir(true, "ondex_survey"));
         ASSERT_TRUE(m_tmp->ok());
         m_dir = m_tmp->path();
-        m_savedMinDist = CSurvey3D::MIN_DIST;
         CSurvey3D::MIN_DIST = 0.001;
-    }
-
-    void TearDown() override
-    {
-        CSurvey3D::MIN_DIST = m_savedMinDist;
-        m_tmp.reset();
     }
 
     std::string WriteFile(const std::string& name, const std::string& text)
@@ -43,28 +37,29 @@ protected:
         return text.find(part) != std::string::npos;
     }
 
+    sdspc_test::Keep<double> m_minDist{CSurvey3D::MIN_DIST};
     std::unique_ptr<testutil::TempDir> m_tmp;
     std::string m_dir;
-    double m_savedMinDist = 0.001;
 };
 
-// Load a text survey, capturing the output; returns the result code.
-inline int LoadQuiet(CSurvey3D& s, const std::string& path, bool bFaultSlip, std::string* out = nullptr)
+// The result of f, with what it prints captured into *out (when given).
+template <class F>
+int Quiet(F f, std::string* out)
 {
     ::testing::internal::CaptureStdout();
-    int rc = s.LoadSurvey(path.c_str(), bFaultSlip);
-    std::string text = ::testing::internal::GetCapturedStdout();
+    const int rc = f();
+    const std::string text = ::testing::internal::GetCapturedStdout();
     if (out)
         *out = text;
     return rc;
 }
 
+inline int LoadQuiet(CSurvey3D& s, const std::string& path, bool bFaultSlip, std::string* out = nullptr)
+{
+    return Quiet([&] { return s.LoadSurvey(path.c_str(), bFaultSlip); }, out);
+}
+
 inline int ActivateQuiet(CSurvey3D& s, int nShot, std::string* out = nullptr)
 {
-    ::testing::internal::CaptureStdout();
-    int rc = s.SetActiveShot(nShot);
-    std::string text = ::testing::internal::GetCapturedStdout();
-    if (out)
-        *out = text;
-    return rc;
+    return Quiet([&] { return s.SetActiveShot(nShot); }, out);
 }

@@ -114,10 +114,7 @@ TEST_F(ActiveShot, UnknownIdIsSkippedAndListsTheIdsOnce)
 
 TEST_F(ActiveShot, WholeSurveyGivesEveryReceiverOnce)
 {
-    std::string path = WriteFile("all.txt",
-                                 "0 0 0   1 0 0 7 1\n"
-                                 "100 0 0 1 0 0 7 1\n"
-                                 "100 0 0 2 0 3 8 2\n");
+    std::string path = WriteFile("all.txt", "0 0 0   1 0 0 7 1\n100 0 0 1 0 0 7 1\n100 0 0 2 0 3 8 2\n");
     CSurvey3D s;
     ASSERT_EQ(LoadQuiet(s, path, false), 0);
     ASSERT_EQ(ActivateQuiet(s, -1), 0);
@@ -149,16 +146,9 @@ TEST_F(ActiveShot, IdsCountOnlyWhenEveryReceiverHasOne)
 }
 
 // Fault slip: which tensors a shot ends with, or the refusal naming both counts.
-struct TensorCase
-{
-    const char* name;
-    const char* body;
-    bool bUseShotId;
-    int nShot;
-    int nResult;
-    const char* message;   // expected part of the output, or null
-    int nTensors;
-};
+// message: expected part of the output, or null.
+struct TensorCase { const char* name; const char* body; bool bUseShotId; int nShot, nResult; const char* message;
+                    int nTensors; };
 
 const TensorCase kTensorCases[] = {
     {"some points without tensor",

@@ -8,45 +8,32 @@ namespace
 {
 const float NO_TENSOR = -9999.25f;
 
-struct RowCase
-{
-    const char* name;
-    const char* line;
-    bool bIgnored;
-    double s[3], r[3];
-    int inl, xl, id;
-    float k[6];
-    int trace, file;
-};
+// Columns not given keep these values.
+struct RowCase { const char* name; const char* line; bool bIgnored; double s[3] = {}, r[3] = {};
+                 int inl = 0, xl = 0, id = -1; float k[6] = {NO_TENSOR, 0, 0, 0, 0, 0}; int trace = -1, file = -1; };
 
 const RowCase kRows[] = {
-    {"semicolon comment", "; 1 2 3 4 5 6", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"empty row", "", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"five numbers", "1 2 3 4 5\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"comma separated", "1,2,3,4,5,6\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"not a number as a coordinate", "1 2 nan 4 5 6\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"infinite receiver", "1 2 3 4 inf 6 7\n", true, {}, {}, 0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"six numbers take all defaults", "100.5 200 -3 400 500 6e1\n", false, {100.5, 200, -3}, {400, 500, 60},
-     0, 0, -1, {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"lines and id", "1 2 3 4 5 6 11 22 33", false, {1, 2, 3}, {4, 5, 6}, 11, 22, 33,
-     {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"tabs and CRLF", "1\t2\t3\t4\t5\t6\t7\r\n", false, {1, 2, 3}, {4, 5, 6}, 7, 0, -1,
-     {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
+    {"semicolon comment", "; 1 2 3 4 5 6", true},
+    {"empty row", "", true},
+    {"five numbers", "1 2 3 4 5\n", true},
+    {"comma separated", "1,2,3,4,5,6\n", true},
+    {"not a number as a coordinate", "1 2 nan 4 5 6\n", true},
+    {"infinite receiver", "1 2 3 4 inf 6 7\n", true},
+    {"six numbers take all defaults", "100.5 200 -3 400 500 6e1\n", false, {100.5, 200, -3}, {400, 500, 60}},
+    {"lines and id", "1 2 3 4 5 6 11 22 33", false, {1, 2, 3}, {4, 5, 6}, 11, 22, 33},
+    {"tabs and CRLF", "1\t2\t3\t4\t5\t6\t7\r\n", false, {1, 2, 3}, {4, 5, 6}, 7},
     {"all seventeen columns", "1 2 3 4 5 6 7 8 9 0.5 -1 2 3 4 5 12 13\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
      {0.5f, -1, 2, 3, 4, 5}, 12, 13},
     {"zero tensor counts as none", "1 2 3 4 5 6 7 8 9 0 0 0 0 0 0 12 13\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
      {NO_TENSOR, 0, 0, 0, 0, 0}, 12, 13},
-    {"tensor cut after K11", "1 2 3 4 5 6 7 8 9 2.5\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
-     {2.5f, 0, 0, 0, 0, 0}, -1, -1},
+    {"tensor cut after K11", "1 2 3 4 5 6 7 8 9 2.5\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9, {2.5f, 0, 0, 0, 0, 0}},
     {"tensor of K23 alone is a tensor", "1 2 3 4 5 6 7 8 9 0 0 0 0 0 1\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
-     {0, 0, 0, 0, 0, 1}, -1, -1},
+     {0, 0, 0, 0, 0, 1}},
     // A fraction where an int column stands ends the row there.
-    {"fraction in an int column stops the scan", "1 2 3 4 5 6 7.5 8 9\n", false, {1, 2, 3}, {4, 5, 6}, 7, 0, -1,
-     {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
-    {"trailing text after the columns", "1 2 3 4 5 6 7 8 9 ; note\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
-     {NO_TENSOR, 0, 0, 0, 0, 0}, -1, -1},
+    {"fraction in an int column stops the scan", "1 2 3 4 5 6 7.5 8 9\n", false, {1, 2, 3}, {4, 5, 6}, 7},
+    {"trailing text after the columns", "1 2 3 4 5 6 7 8 9 ; note\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9},
     {"trace id without file id", "1 2 3 4 5 6 7 8 9 1 1 1 0 0 0 44\n", false, {1, 2, 3}, {4, 5, 6}, 7, 8, 9,
-     {1, 1, 1, 0, 0, 0}, 44, -1},
+     {1, 1, 1, 0, 0, 0}, 44},
 };
 
 TEST(RowParser, ParsesAsDocumented)

@@ -1,22 +1,16 @@
 // A survey given as a SEG-Y file: shots from the source positions of the
-// traces, ids from the energy source point number unless they repeat, and one
-// shot's receivers with the line numbers and ids of its traces. The files are
-// written here byte by byte, big-endian, as any SEG-Y writer would.
+// traces, ids from the energy source point number, and one shot's receivers
+// with the line numbers and ids of its traces. The files are written here
+// byte by byte, big-endian, as any SEG-Y writer would.
 #include <string>
 #include <vector>
 
 #include "SurveyTestUtil.h"
-#include "files/files_test_util.h"
 
 namespace
 {
-struct SgyTrace
-{
-    int sx, sy, sElev;   // source; elevation is minus the depth
-    int rx, ry, rElev;   // receiver
-    int nSourcePoint, nRecord, nChannel, nInline, nCrossline;
-    short nTraceId = 1;  // 2: dead trace
-};
+// Source and receiver; elevation is minus the depth.
+struct SgyTrace { int sx, sy, sElev, rx, ry, rElev, nSourcePoint, nRecord, nChannel, nInline, nCrossline; };
 
 class SegySurvey : public SurveyTest
 {
@@ -25,16 +19,14 @@ protected:
     std::string WriteSgy(const std::string& name, const std::vector<SgyTrace>& traces)
     {
         sdspc_test::RawSgy s;
-        s.format = 5;
-        s.ns = 8;
-        s.interval = 1000;
+        s.format = 5, s.ns = 8, s.interval = 1000;
         for (const SgyTrace& t : traces)
         {
             sdspc_test::RawTrace r;
             r.samples.assign(8, 0.0f);
             r.srcX = t.sx, r.srcY = t.sy, r.srcElev = t.sElev, r.recX = t.rx, r.recY = t.ry, r.recElev = t.rElev;
             r.sourcePoint = t.nSourcePoint, r.record = t.nRecord, r.channel = t.nChannel;
-            r.inl = t.nInline, r.xl = t.nCrossline, r.traceId = t.nTraceId;
+            r.inl = t.nInline, r.xl = t.nCrossline;
             s.traces.push_back(r);
         }
         const std::vector<unsigned char> bytes = sdspc_test::BuildSgy(s);
@@ -71,16 +63,8 @@ TEST_F(SegySurvey, ShotsAndIdsFromTheTraces)
     EXPECT_EQ(s.m_vShotIds, (std::vector<int>{301, 302, 303}));
     EXPECT_EQ(s.GetMinShot(), 301);
     EXPECT_EQ(s.GetMaxShot(), 303);
-}
 
-TEST_F(SegySurvey, ActiveShotTakesLineNumbersAndIdsFromItsTraces)
-{
-    std::string path = WriteSgy("survey.segy", DistinctIds());
-    CSurvey3D s;
-    s.m_bUseShotId = true;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-
-    std::string out;
+    // A shot takes line numbers and ids from its traces.
     ASSERT_EQ(ActivateQuiet(s, 302, &out), 0) << out;
     EXPECT_EQ(s.m_nActiveShotIndex, 1);
     EXPECT_EQ(s.m_vReceivers, (std::vector<C3DPointR>{{110, 200, 0}, {130, 250, 0}}));
@@ -102,24 +86,6 @@ TEST_F(SegySurvey, ActiveShotTakesLineNumbersAndIdsFromItsTraces)
     EXPECT_DOUBLE_EQ(s.m_vReceivers[1].z, 2);
     EXPECT_EQ(s.GetRcvInline(0), 0);
     EXPECT_EQ(s.GetRcvCrossline(2), 0);
-
-    EXPECT_EQ(ActivateQuiet(s, 304, &out), -35);
-    EXPECT_TRUE(Contains(out, "Shot point skipped.\n"));
-}
-
-TEST_F(SegySurvey, DeadTracesAreNoShots)
-{
-    std::vector<SgyTrace> traces = {
-        {100, 0, 0, 110, 0, 0, 1, 1, 1, 1, 1},
-        {900, 0, 0, 110, 0, 0, 2, 1, 2, 1, 2},
-        {500, 0, 0, 110, 0, 0, 3, 2, 1, 2, 1},
-    };
-    traces[1].nTraceId = 2;
-    std::string path = WriteSgy("dead.sgy", traces);
-    CSurvey3D s;
-    ASSERT_EQ(LoadQuiet(s, path, false), 0);
-    ASSERT_EQ(s.m_vShotPoints.size(), 2u);
-    EXPECT_DOUBLE_EQ(s.m_vShotPoints[1].x, 500);
 }
 
 }  // namespace

@@ -6,15 +6,9 @@
 
 namespace
 {
-struct RangeCase
-{
-    const char* name;
-    bool bById;   // survey numbered by ids 10, 20, 30 instead of ordinals 1..5
-    int nFirst, nLast, nStart;
-    int nResult;
-    int nFirstOut, nLastOut, nStartOut;
-    const char* message;
-};
+// bById: a survey numbered by ids 10, 20, 30 instead of ordinals 1..5.
+struct RangeCase { const char* name; bool bById; int nFirst, nLast, nStart, nResult, nFirstOut, nLastOut, nStartOut;
+                   const char* message; };
 
 const RangeCase kRanges[] = {
     {"nothing given takes the whole survey", false, 0, 0, 0, 0, 1, 5, 1, nullptr},
