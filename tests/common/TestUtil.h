@@ -11,6 +11,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,16 +22,8 @@ namespace testutil
 // The whole file; empty when it cannot be read.
 inline std::string ReadFile(const std::string& name)
 {
-    std::string s;
-    FILE* f = fopen(name.c_str(), "rb");
-    if (!f)
-        return s;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), f)) > 0)
-        s.append(buf, n);
-    fclose(f);
-    return s;
+    std::ifstream f(name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
 inline std::vector<unsigned char> ReadBytes(const std::string& name)
@@ -63,11 +57,6 @@ inline bool FileExists(const std::string& name)
     return stat(name.c_str(), &st) == 0;
 }
 
-inline int RemoveEntry(const char* path, const struct stat*, int, struct FTW*)
-{
-    return ::remove(path);
-}
-
 // A fresh directory under /tmp, removed with everything in it at the end.
 // With bEnter it is also the working directory meanwhile (so the process log
 // lands there), and the old one comes back at the end.
@@ -89,7 +78,8 @@ public:
         if (!m_old.empty())
             (void)!chdir(m_old.c_str());
         if (!m_path.empty())
-            nftw(m_path.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+            nftw(m_path.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return ::remove(p); }, 16,
+                 FTW_DEPTH | FTW_PHYS);
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;

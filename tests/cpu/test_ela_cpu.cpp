@@ -68,18 +68,10 @@ ela::ElaStep RefStep(CCalc3D_OMP& e, bool bTau)
     return s;
 }
 
-struct ElaCase
-{
-    const char* pszName;
-    int nx, ny, nz;
-    int W;                      // 0: sponge
-    int nZ0, nZAllExtra;        // depth group node: first plane, planes below
-    int dx0, dy0, dx1, dy1;     // box narrowing from the full range
-    bool bSuppressSV;
-    float fS;
-    bool bQ;
-    int L;
-};
+// W 0: sponge; a depth group node's first plane and the planes below it;
+// the box narrowed from the full range; SuppressSV and its ramp; Q; mechanisms.
+struct ElaCase { const char* pszName; int nx, ny, nz, W, nZ0, nZAllExtra, dx0, dy0, dx1, dy1; bool bSuppressSV;
+    float fS; bool bQ; int L; };
 
 void PrintTo(const ElaCase& c, std::ostream* os) { *os << c.pszName; }
 
@@ -145,26 +137,7 @@ void Randomise(OmpTestGrid& g, unsigned seed)
                 e.m_pViscoM[3 * L * i + 2] = 1.0f;
         OmpTestGrid::FillRandom(e.m_pViscoG, 6 * n * L, rng, -0.1f, 0.1f);
     }
-    if (e.m_bPML)
-    {
-        std::vector<std::pair<float*, int>> prof = g.Profiles();
-        for (size_t k = 0; k < prof.size(); k++)
-        {
-            const bool bA = (k % 4) >= 2;   // each group of four is B, B, A, A
-            OmpTestGrid::FillRandom(prof[k].first, g.SlabCells(prof[k].second), rng, bA ? 0.5f : -0.5f,
-                                    bA ? 1.0f : 0.0f);
-        }
-        for (int k = 0; k < CCalc3D_OMP::PSI_NAMED; k++)
-        {
-            int nAxis = 0;
-            float* p = *e.PsiArray(k, &nAxis);
-            OmpTestGrid::FillRandom(p, g.SlabCells(nAxis), rng, -0.1f, 0.1f);
-        }
-    }
-    std::uniform_real_distribution<float> d(0.1f, 1.0f);
-    e.m_fTaper[0] = 0.0f;
-    for (int i = 1; i < 38; i++)
-        e.m_fTaper[i] = d(rng);
+    g.RandomPmlAndTaper(rng, CCalc3D_OMP::PSI_NAMED);
 }
 
 ::testing::AssertionResult SameBits(size_t nArray, const float* a, const float* b, size_t n)
@@ -253,10 +226,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ElaCase{"SpongeVisco", 23, 21, 22, 0, 0, 0, 0, 0, 0, 0, false, 1.0f, true, 2}),
     [](const ::testing::TestParamInfo<ElaCase>& info) { return std::string(info.param.pszName); });
 
-} // namespace
-
-namespace
-{
 
 // Grids the scheme cannot run on: a refusal with -200 and nothing written.
 // (A model without S velocity or density files never gets here: the loader
@@ -265,19 +234,11 @@ namespace
 // loader.)
 TEST(ElaBadInput, RefusesMissingGridsWithoutWriting)
 {
-    struct Bad
-    {
-        const char* pszName;
-        void (*spoil)(CCalc3D_OMP&);
-    };
-    const Bad bad[] = {
-        {"no shear modulus", [](CCalc3D_OMP& e) { e.m_pVs = nullptr; }},
-        {"no buoyancy", [](CCalc3D_OMP& e) { e.m_pRho = nullptr; }},
-        {"no stress", [](CCalc3D_OMP& e) { e.m_pTxz = nullptr; }},
-        {"no PML profile", [](CCalc3D_OMP& e) { e.m_pPmlAYPHi = nullptr; }},
-        {"no PML memory", [](CCalc3D_OMP& e) { e.m_pPsiUzXLo = nullptr; }},
-    };
-    for (const Bad& b : bad)
+    const struct { const char* pszName; float* CCalc3D_OMP::*p; } bad[] = {
+        {"no shear modulus", &CCalc3D_OMP::m_pVs}, {"no buoyancy", &CCalc3D_OMP::m_pRho},
+        {"no stress", &CCalc3D_OMP::m_pTxz}, {"no PML profile", &CCalc3D_OMP::m_pPmlAYPHi},
+        {"no PML memory", &CCalc3D_OMP::m_pPsiUzXLo}};
+    for (const auto& b : bad)
     {
         SCOPED_TRACE(b.pszName);
         OmpTestGrid g(16, 16, 16, 102, 3, 4);
@@ -287,23 +248,15 @@ TEST(ElaBadInput, RefusesMissingGridsWithoutWriting)
         OmpTestGrid::FillRandom(e.m_pTxx, g.Cells(), rng, -1.0f, 1.0f);
         OmpTestGrid::FillRandom(e.m_pRho, g.Cells(), rng, 0.1f, 0.3f);
         const std::vector<float> ux0(e.m_pUx, e.m_pUx + g.Cells());
-        float* pKeep[] = {e.m_pVs, e.m_pRho, e.m_pTxz, e.m_pPmlAYPHi, e.m_pPsiUzXLo};
-        b.spoil(e);
+        float* const pKeep = e.*b.p;
+        e.*b.p = nullptr;
         // The velocity step reads no shear modulus (the anisotropic methods
         // have none).
         const bool bVel = e.m_pVs != nullptr;
         EXPECT_EQ(bVel ? -200 : 0, e.PropagateElaWaveU(2, 2, 2, 13, 13, 13));
         EXPECT_EQ(-200, e.PropagateElaWaveTau(2, 2, 2, 13, 13, 13));
-        if (bVel)
-        {
-            EXPECT_EQ(0, memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)));
-        }
-        // Hand the grids back, so the engine frees what it allocated.
-        e.m_pVs = pKeep[0];
-        e.m_pRho = pKeep[1];
-        e.m_pTxz = pKeep[2];
-        e.m_pPmlAYPHi = pKeep[3];
-        e.m_pPsiUzXLo = pKeep[4];
+        EXPECT_TRUE(!bVel || memcmp(ux0.data(), e.m_pUx, ux0.size() * sizeof(float)) == 0);
+        e.*b.p = pKeep;   // so that the engine frees what it allocated
     }
 }
 

@@ -109,15 +109,9 @@ void ExpectSame(const AcoState& e, const AcoState& r)
                 EXPECT_TRUE(SameBits("psi", e.psi[st][ax][sd], r.psi[st][ax][sd])) << st << ax << sd;
 }
 
-struct AcoCase
-{
-    const char* pszName;
-    int nx, ny, nz;
-    int W;                   // 0: sponge
-    int nTaper;
-    int nZ0, nZAllExtra;     // depth group node: first plane and planes below this node
-    int dx0, dy0, dx1, dy1;  // box narrowing from the full range
-};
+// W 0: sponge; a depth group node's first plane and the planes below it;
+// the box narrowed from the full range.
+struct AcoCase { const char* pszName; int nx, ny, nz, W, nTaper, nZ0, nZAllExtra, dx0, dy0, dx1, dy1; };
 
 class AcoSweepMatchesCells : public ::testing::TestWithParam<AcoCase>
 {

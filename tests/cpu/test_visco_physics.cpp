@@ -1,14 +1,10 @@
 // The viscoelastic scheme end to end: an explosion in a homogeneous full
-// space with Q = 50, recorded by two receivers on a line through the
-// source. Each viscoelastic trace is divided, frequency by frequency, by the
-// trace of the same run without attenuation at the same receiver: source,
-// grid dispersion and geometric spreading cancel, the near-field factor is
-// corrected with the measured wavenumber, and the ratio of the two
-// receivers leaves exp(-i (k - k_e) dr), whose modulus and phase give the
-// attenuation and the phase velocity between the receivers.
-//
-// What is measured is compared with the body the records describe: per
-// mechanism a P weight p and a time tau, modulus over the relaxed one
+// space with Q = 50, two receivers on a line through the source. Each trace
+// over that of the same run without attenuation (source, grid dispersion and
+// spreading cancel; the near field is corrected with the measured
+// wavenumber), and the ratio of the two receivers leaves exp(-i (k - k_e)
+// dr): attenuation and phase velocity between them. These are compared with
+// the body the records describe: per mechanism a P weight p and a time tau,
 // M(w) = 1 + sum p i w tau / (1 + i w tau), Q(w) = Re M / Im M.
 
 #include <gtest/gtest.h>
@@ -17,7 +13,7 @@
 #include <complex>
 #include <vector>
 
-#include "ElaPhysicsBox.h"
+#include "ElaBox.h"
 
 namespace
 {
@@ -31,17 +27,11 @@ const double kVp = 2000, kVs = 1000, kRho = 2000, kDx = 10, kF0 = 10, kFp = 15, 
 const int kW = 10, kSrc = 16;
 const double kBand[] = {0.25, 0.5, 1.0, 2.0, 4.0};   // in units of f0
 
-struct Geometry
-{
-    int nx, nyz, r1, r2;   // box, receiver offsets along x from the source
-    int nRecord;           // steps recorded
-    double dt;
-};
-// Receivers 8 and 36 cells from the source, 7 to 8 cells from the side
-// slabs, whose echoes reach both runs alike and drop out of the ratio. The
-// record runs 0.35 s past the far arrival: the relaxation of the
-// mechanisms (times up to 1/(w0/8), 0.13 s) makes a slow tail that carries
-// the low frequencies, and a window that cuts it ruins Q at 2.5 Hz.
+struct Geometry { int nx, nyz, r1, r2, nRecord; double dt; };   // box, receivers' x offsets, steps recorded
+// Receivers 8 and 36 cells from the source, 7 to 8 from the side slabs
+// (whose echoes drop out of the ratio); the record runs 0.35 s past the far
+// arrival, for the slow relaxation tail (times up to 0.13 s) that carries the
+// low frequencies: a window that cuts it ruins Q at 2.5 Hz.
 const Geometry kSpectral = {72, 40, 8, 36, 600, 0.001};
 // A smaller box for the amplitude and decay checks, Courant 0.3.
 const Geometry kSmall = {48, 36, 6, 18, 230, 0.0015};
@@ -69,11 +59,8 @@ Shot Simulate(const Geometry& G, int L, bool bApparent, int nAll = 0)
                           return y == yq[0] ? 2.5f : 20000.0f;
                       return 50.0f;
                   }};
-    ElaPhysicsBox box(G.nx, kW, kDx, dt, kF0, [](int, int, int, double& p, double& s, double& r) {
-        p = kVp;
-        s = kVs;
-        r = kRho;
-    }, G.nyz, G.nyz, L > 0 ? &vs : nullptr);
+    ElaBox box(G.nx, G.nyz, G.nyz, 102, kW, 12, kDx, dt, kF0,
+               [](int, int, int, double& p, double& s, double& r) { p = kVp, s = kVs, r = kRho; }, nullptr, vs);
     EXPECT_TRUE(box.ok);
     if (!box.ok)
         return run;
@@ -185,13 +172,11 @@ TEST(ViscoPhysics, SpectralRatioQMatchesTheMechanisms)
         const double f = x * kF0;
         const cplx k = MeasureK(v, el, f), M = Modulus(v.rec, 2 * M_PI * f);
         const double Q = k.real() / (-2 * k.imag()), Qfit = M.real() / M.imag();
-        // The ratio cancels the grid to first order; what is left at 5
-        // cells per wavelength (40 Hz) is the numerical group over phase
-        // velocity (5% measured there, below 1% elsewhere), and at 2.5 Hz
-        // an attenuation of only 0.02 over the receiver distance, read
-        // against PML echoes of a wavelength longer than the box (0.3%
-        // measured). Hence 8% over the band and 2% at f0 (0.1% measured);
-        // a memory variable off by a factor moves Q by far more.
+        // Left after the ratio: the numerical group over phase velocity at
+        // 5 cells per wavelength (40 Hz: 5% measured, below 1% elsewhere),
+        // and at 2.5 Hz an attenuation of 0.02 read against PML echoes.
+        // Hence 8% over the band and 2% at f0 (0.1% measured); a memory
+        // variable off by a factor moves Q by far more.
         EXPECT_NEAR(1.0, Q / Qfit, x == 1.0 ? 0.02 : 0.08) << f;
         // The fit itself reaches the nominal Q only near f0 (+7% there);
         // over the band it runs to +16% (4 f0), so the band is held to the
@@ -238,11 +223,9 @@ TEST(ViscoPhysics, ApparentVelocityIsThePhaseVelocityAtF0)
     EXPECT_LT(v.vR, kVp);
     // Dispersion of the grid at 20 cells per wavelength: 5e-4.
     EXPECT_NEAR(1.0, c / cFit, 1e-3);
-    // The specified correction takes its mechanisms at other frequencies
-    // than the fit (and without the middle one's factor) and divides by
-    // Re sqrt(M) rather than taking the phase velocity: it leaves 1.4% here
-    // (the mechanisms' own phase velocity, which the scheme meets to 1e-4).
-    // The bound is the 1/Q that the correction is held to in the rock tests.
+    // The correction takes its mechanisms at other frequencies than the fit
+    // and divides by Re sqrt(M) rather than taking the phase velocity: 1.4%
+    // is left here. The bound is the 1/Q the rock tests hold it to.
     EXPECT_NEAR(1.0, c / kVp, 1.0 / 50);
 }
 

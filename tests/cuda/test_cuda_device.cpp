@@ -13,43 +13,22 @@
 #include "CUDA/ondex_cuda.h"
 #include "common/TestUtil.h"
 #include "cpu/Calc3D_OMP.h"
+#include "engine3d/OmpTestGrid.h"
 #include "run/OndexApp.h"
 
 namespace
 {
-struct Case
-{
-    const char* pszName;
-    int nMethod;
-    int W;              // PML width; 0: sponge
-    bool bSuppressSV;
-    bool bQ;
-    int L;              // mechanisms
-    int nSurface;       // planes of empty cells at the top (free surface)
-    int nSourceType;
-};
+// W: PML width, 0 the sponge; L mechanisms; nSurface planes of empty cells on top (free surface).
+struct Case { const char* pszName; int nMethod, W; bool bSuppressSV, bQ; int L, nSurface, nSourceType; };
 
 const int kN = 28, kSteps = 24;
 
 // The shot's settings, the same for both engines.
 void Configure(CCalc3D& e, const Case& c)
 {
-    e.m_nx = kN;
-    e.m_ny = kN - 2;
-    e.m_nz = kN + 2;
-    e.m_nZ0 = 0;
-    e.m_nZ1 = e.m_nz - 1;
-    e.m_nZAll = e.m_nz;
-    e.m_nHalo = 2;
-    e.m_bPML = c.W > 0;
-    e.m_nPML = c.W > 0 ? c.W : 21;
-    e.m_nTaper = 6;
-    e.m_dx = 10.0;
-    e.m_dt = 0.001;
-    e.m_bSuppressSV = c.bSuppressSV;
-    e.m_nViscoL = c.L;
-    e.m_nSourceType = c.nSourceType;
-    e.m_nShot = 1;
+    e.m_nx = kN, e.m_ny = kN - 2, e.m_nz = e.m_nZAll = kN + 2, e.m_nZ0 = 0, e.m_nZ1 = e.m_nz - 1, e.m_nHalo = 2;
+    e.m_bPML = c.W > 0, e.m_nPML = c.W > 0 ? c.W : 21, e.m_nTaper = 6, e.m_dx = 10.0, e.m_dt = 0.001;
+    e.m_bSuppressSV = c.bSuppressSV, e.m_nViscoL = c.L, e.m_nSourceType = c.nSourceType, e.m_nShot = 1;
     for (int i = 0; i < 6; i++)
         e.m_fK[i] = 0.5f + 0.1f * i;
     const int nxy = e.m_nx * e.m_ny;
@@ -98,15 +77,11 @@ void FillModel(CCalc3D& e, const Case& c)
     for (int k = 0; k < 21; k++)
         for (size_t i = 0; pC[k] && i < cells; i++)
             pC[k][i] = scale[k < 9 ? k / 3 : 3] * (1.0f + 0.4f * u(rng));
-    float* const prof[24] = {e.m_pPmlBXMLo, e.m_pPmlBXPHi, e.m_pPmlAXMLo, e.m_pPmlAXPHi, e.m_pPmlBXPLo,
-                             e.m_pPmlBXMHi, e.m_pPmlAXPLo, e.m_pPmlAXMHi, e.m_pPmlBYMLo, e.m_pPmlBYPHi,
-                             e.m_pPmlAYMLo, e.m_pPmlAYPHi, e.m_pPmlBYPLo, e.m_pPmlBYMHi, e.m_pPmlAYPLo,
-                             e.m_pPmlAYMHi, e.m_pPmlBZMLo, e.m_pPmlBZPHi, e.m_pPmlAZMLo, e.m_pPmlAZPHi,
-                             e.m_pPmlBZPLo, e.m_pPmlBZMHi, e.m_pPmlAZPLo, e.m_pPmlAZMHi};
+    const std::array<float**, 24> prof = PmlSlots(e);
     const size_t slab[3] = {e.m_nPmlCellsX, e.m_nPmlCellsY, e.m_nPmlCellsZ};
     for (int k = 0; c.W > 0 && k < 24; k++)
         for (size_t i = 0; i < slab[k / 8]; i++)
-            prof[k][i] = (k % 4) < 2 ? -0.1f * u(rng) : 0.8f + 0.2f * u(rng);   // B, then A
+            (*prof[k])[i] = (k % 4) < 2 ? -0.1f * u(rng) : 0.8f + 0.2f * u(rng);   // B, then A
 }
 
 // One whole shot on an engine; the four gathers and two cubes come back.

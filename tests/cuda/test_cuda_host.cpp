@@ -44,43 +44,24 @@ TEST(CudaErrors, ExplainFormsAndPlaces)
 // Made-up machines for the choice of the device.
 struct Fake
 {
-    static int nCount, nSetResult, nTest, nSetDevice;
+    static int nCount, nSetResult, nTest;
     static double dCap, dDriver;
     static bool bThrow;
-    static int Count()
-    {
-        if (bThrow)
-            throw std::runtime_error("driver");
-        return nCount;
-    }
-    static int Set(int n)
-    {
-        nSetDevice = n;
-        return nSetResult;
-    }
+    static int Count() { return bThrow ? throw std::runtime_error("driver") : nCount; }
+    static int Set(int) { return nSetResult; }
     static double Cap(int) { return dCap; }
     static double Driver(int) { return dDriver; }
     static const char* Name(int) { return "Fake GPU"; }
     static int Test() { return nTest; }
 };
-int Fake::nCount, Fake::nSetResult, Fake::nTest, Fake::nSetDevice;
+int Fake::nCount, Fake::nSetResult, Fake::nTest;
 double Fake::dCap, Fake::dDriver;
 bool Fake::bThrow;
 
 TEST(CudaInitGPU, DeviceChoiceAndRefusals)
 {
-    struct Row
-    {
-        const char* pszName;
-        int nCount, nDevice, nNode, nNodes, nSetResult;
-        double dCap, dDriver;
-        int nTest;
-        bool bThrow;
-        int nResult;
-        bool bUseCUDA;
-        int nDeviceAfter;
-        const char* pszText;
-    } rows[] = {
+    struct Row { const char* pszName; int nCount, nDevice, nNode, nNodes, nSetResult; double dCap, dDriver; int nTest;
+        bool bThrow; int nResult; bool bUseCUDA; int nDeviceAfter; const char* pszText; } rows[] = {
         {"no device", 0, 0, 0, 1, 0, 9.0, 13.0, 0, false, 0, false, 0, "Warning! "},
         {"out of range", 2, 2, 0, 1, 0, 9.0, 13.0, 0, false, 1, false, 2,
          "CUDA: Requested device #2 is out of range. CUDA devices available in range 0..1.\n"},
@@ -107,12 +88,8 @@ TEST(CudaInitGPU, DeviceChoiceAndRefusals)
     for (const Row& r : rows)
     {
         SCOPED_TRACE(r.pszName);
-        Fake::nCount = r.nCount;
-        Fake::nSetResult = r.nSetResult;
-        Fake::dCap = r.dCap;
-        Fake::dDriver = r.dDriver;
-        Fake::nTest = r.nTest;
-        Fake::bThrow = r.bThrow;
+        Fake::nCount = r.nCount, Fake::nSetResult = r.nSetResult, Fake::nTest = r.nTest;
+        Fake::dCap = r.dCap, Fake::dDriver = r.dDriver, Fake::bThrow = r.bThrow;
         std::unique_ptr<COndexApp> app(new COndexApp());
         app->m_bUseCUDA = true;
         app->m_nGPUDevice = r.nDevice;
@@ -152,14 +129,8 @@ TEST(CudaInitGPU, EngineChoice)
 // one that fits but finds no device reports the device's refusal.
 TEST(CudaMemory, Refusals)
 {
-    struct Row
-    {
-        const char* pszName;
-        int nx, ny, nz;
-        int nHostGB, nGpuGB;
-        bool bNeedsNoDevice;
-        const char* pszText;
-    } rows[] = {
+    struct Row { const char* pszName; int nx, ny, nz; int nHostGB, nGpuGB; bool bNeedsNoDevice;
+        const char* pszText; } rows[] = {
         {"host", 1000, 1000, 300, 1, 0, false,
          "Error! Not enough memory on the computer. Requested 2289.96 MB, but only 1024 MB is available.\n"},
         {"device", 1000, 1000, 100, 64, 1, false,
@@ -177,10 +148,7 @@ TEST(CudaMemory, Refusals)
         app->m_nHostMemoryGB = r.nHostGB;
         app->m_nGpuMemoryGB = r.nGpuGB;
         CCalc3D_CUDA e(*app);
-        e.m_nx = r.nx;
-        e.m_ny = r.ny;
-        e.m_nz = r.nz;
-        e.m_nZAll = r.nz;
+        e.m_nx = r.nx, e.m_ny = r.ny, e.m_nz = e.m_nZAll = r.nz;
         e.m_nTaper = 6;
         e.m_bPML = false;
         testutil::StdoutCapture cap;

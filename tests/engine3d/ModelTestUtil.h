@@ -1,6 +1,7 @@
 #pragma once
 // Helpers of the model, assembly, gather and physics tests: model cubes
-// written as SEG-Y through the cube writer, gathers read back trace by trace.
+// written as SEG-Y through the cube writer, gathers read back trace by trace,
+// a homogeneous acoustic job run by the program.
 
 #include <cstdio>
 #include <functional>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "base/Types.h"
+#include "common/TestUtil.h"
 #include "files/SdsPC.h"
 
 namespace model_test
@@ -43,14 +45,7 @@ inline bool WriteCube(const std::string& file, int nx, int ny, int nz, double d,
     return true;
 }
 
-inline bool WriteText(const std::string& file, const std::string& text)
-{
-    FILE* fp = std::fopen(file.c_str(), "w");
-    if (!fp)
-        return false;
-    const bool ok = std::fputs(text.c_str(), fp) >= 0;
-    return std::fclose(fp) == 0 && ok;
-}
+inline bool WriteText(const std::string& file, const std::string& text) { return testutil::WriteFile(file, text); }
 
 // All traces of a file; empty when it cannot be opened.
 inline std::vector<std::vector<float>> ReadGather(const std::string& file)
@@ -67,6 +62,30 @@ inline std::vector<std::vector<float>> ReadGather(const std::string& file)
         v.push_back(tr);
     }
     return v;
+}
+
+// A model of n^3 nodes from 0 every 10 m, vp 2000 m/s, density rho, run
+// in dir by the program (3D Acoustic, Ricker of frequency f) with the given
+// survey rows and further sections. The exit status; out gets the
+// program's output and its log.
+inline int RunAcoustic(const std::string& dir, int n, float rho, const std::string& survey, double t1, double dt,
+                       double f, const std::string& extra, std::string& out)
+{
+    auto vp = [](double, double, double) { return 2000.0f; };
+    auto d = [rho](double, double, double) { return rho; };
+    char job[2048];
+    snprintf(job, sizeof(job),
+             "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
+             "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n"
+             "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = %g\ndt = %g\n"
+             "[Mesh]\ndx = 10\ndt = %g\n[Source]\nType = 0\nFrequency = %g\nSignal = 1\n%s",
+             t1, dt, dt, f, extra.c_str());
+    if (!WriteCube(dir + "/vp.sgy", n, n, n, 10, 0, 0, 0, vp) || !WriteCube(dir + "/rho.sgy", n, n, n, 10, 0, 0, 0, d)
+        || !WriteText(dir + "/survey.txt", survey) || !WriteText(dir + "/runtask.ini", job))
+        return -1;
+    const int st = testutil::Run("cd '" + dir + "' && '" + ONDEX_BINARY_DIR + "/ondex'", out);
+    out += testutil::ReadFile(dir + "/Ondex-0.log");
+    return st;
 }
 
 } // namespace model_test

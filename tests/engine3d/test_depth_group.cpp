@@ -23,13 +23,6 @@ int WorldSize()
     return n;
 }
 
-int WorldRank()
-{
-    int n = 0;
-    MPI_Comm_rank(MPI_COMM_WORLD, &n);
-    return n;
-}
-
 TEST(DepthGroup, MembersUnderTwoProcesses)
 {
     if (WorldSize() != 1)
@@ -49,22 +42,12 @@ TEST(DepthGroup, MembersUnderTwoProcesses)
     EXPECT_NE(std::string::npos, text.find("[  PASSED  ] 1 test")) << text;
 }
 
-#define REQUIRE_TWO()                                                                                 \
-    do {                                                                                              \
-        if (WorldSize() != 2)                                                                         \
-            GTEST_SKIP() << "a member case of a two-process depth group; run by "                    \
-                            "DepthGroup.MembersUnderTwoProcesses";                                    \
-    } while (0)
-
 // Whole grid 4 x 3 x 20, halo 2: node 0 holds planes 0..11 (computes
 // 0..9), node 1 planes 8..19 (computes 10..19).
 const int NX = 4, NY = 3, NZALL = 20, H = 2;
 
 // Rock of column c from plane a to plane b (inclusive); a < 0: all air.
-struct Column
-{
-    int a, b;
-};
+struct Column { int a, b; };
 // The halo rules of the group differ from one process near slab ends, and
 // the columns keep away from them: no rock ends at plane 11 (a last rock
 // within h + 1 planes of a node's top fills that node's whole slab, plane
@@ -81,10 +64,7 @@ float VpAt(int c, int z)
     return k.a >= 0 && z >= k.a && z <= k.b ? (float)(1500 + 10 * z + 100 * c) : 0.0f;
 }
 
-struct Grids
-{
-    std::vector<float> vp, rho, q;
-};
+struct Grids { std::vector<float> vp, rho, q; };
 
 Grids MakeGrids(int z0, int nz)
 {
@@ -104,40 +84,29 @@ Grids MakeGrids(int z0, int nz)
     return g;
 }
 
-void Attach(CCalc3D& e, Grids& g, int z0, int nz)
+// The surfaces of one process (a slab of nz planes from z0) on the grids.
+void MakeSurfaces(CCalc3D& e, Grids& g, int z0, int nz)
 {
-    e.m_nx = NX;
-    e.m_ny = NY;
-    e.m_nz = nz;
-    e.m_nZ0 = z0;
-    e.m_nZ1 = z0 + nz - 1;
-    e.m_nZAll = NZALL;
-    e.m_nHalo = H;
-    e.m_nTaper = 3;
-    e.m_nSurfType = 0;
-    e.m_pVp = g.vp.data();
-    e.m_pRho = g.rho.data();
-    e.m_pQ = g.q.data();
-}
-
-void Detach(CCalc3D& e)
-{
+    e.m_nx = NX, e.m_ny = NY, e.m_nz = nz, e.m_nZ0 = z0, e.m_nZ1 = z0 + nz - 1, e.m_nZAll = NZALL;
+    e.m_nHalo = H, e.m_nTaper = 3, e.m_nSurfType = 0;
+    e.m_pVp = g.vp.data(), e.m_pRho = g.rho.data(), e.m_pQ = g.q.data();
+    EXPECT_EQ(0, e.MakeSurface());
+    EXPECT_EQ(0, e.MakeSurfaceBottomDistributed());
     e.m_pVp = e.m_pRho = e.m_pQ = nullptr;
 }
 
 TEST(DepthGroupMember, SurfacesMatchOneProcess)
 {
-    REQUIRE_TWO();
-    const int nRank = WorldRank();
+    if (WorldSize() != 2)
+        GTEST_SKIP() << "a member case of a two-process depth group; run by DepthGroup.MembersUnderTwoProcesses";
+    int nRank = 0;
+    MPI_Comm_rank(MPI_COMM_WORLD, &nRank);
     // The whole grid in one process, as reference.
     COndexApp appOne;
     appOne.m_nGroupSize = 1;
     CFakeEngine one(appOne);
     Grids whole = MakeGrids(0, NZALL);
-    Attach(one, whole, 0, NZALL);
-    ASSERT_EQ(0, one.MakeSurface());
-    ASSERT_EQ(0, one.MakeSurfaceBottomDistributed());
-    Detach(one);
+    MakeSurfaces(one, whole, 0, NZALL);
 
     // This node's slab.
     COndexApp app;
@@ -148,10 +117,7 @@ TEST(DepthGroupMember, SurfacesMatchOneProcess)
     const int z0 = nRank == 0 ? 0 : 10 - H;
     const int nz = 10 + H;
     Grids slab = MakeGrids(z0, nz);
-    Attach(eng, slab, z0, nz);
-    ASSERT_EQ(0, eng.MakeSurface());
-    ASSERT_EQ(0, eng.MakeSurfaceBottomDistributed());
-    Detach(eng);
+    MakeSurfaces(eng, slab, z0, nz);
 
     const size_t nxy = NX * NY;
     const int zc0 = nRank == 0 ? 0 : 10, zc1 = nRank == 0 ? 9 : 19;   // computed planes

@@ -7,20 +7,13 @@
 //   P_tt - c^2 lap P = q'(t) delta(x),   P = q'(t - r/c) / (4 pi c^2 r),
 // whatever the density. w is the Ricker wavelet of the job's frequency.
 //
-// Timing, from the order of a step. Let t_n = tStart + n*dt, the loop time
-// at the head of step n; signal sample n is the wavelet at t_n (its axis
-// starts at tStart like the loop's). Step n does: P += s_n at the source,
-// U(n+1/2) = U(n-1/2) + B*D-P, P += C*D+U(n+1/2), then the loop time becomes
-// t_{n+1} and the pressure recorded now is given that time. Call P^n the
-// pressure after the injection of step n, the one the velocity update
-// reads. Then P^{n+1} = P^n + C*D+U(n+1/2) + s_{n+1}: a leapfrog whose
-// source over [t_n, t_{n+1}], centred on t_n + dt/2, is sampled at t_{n+1},
-// half a step late, which is the centred scheme for the source q(t + dt/2).
-// So P^n ~ P(t_n + dt/2). Away from the source cell the pressure recorded
-// after step n equals P^{n+1} (the next injection touches only the source
-// cell) and carries the time t_{n+1}: the recorded trace at time t is the
-// analytic pressure at t + dt/2. Without the shift the residual is first
-// order in dt (it halves with dt); the best-fitting shift is checked too.
+// Timing: step n (loop time t_n at its head) injects signal sample n (the
+// wavelet at t_n) at the source, then updates U and P, and the pressure
+// recorded after it carries the time t_{n+1}. The source over [t_n, t_{n+1}]
+// is thus sampled half a step late: the centred scheme for q(t + dt/2), so
+// the recorded trace at time t is the analytic pressure at t + dt/2.
+// Without the shift the residual is first order in dt (it halves with dt);
+// the best-fitting shift is checked too.
 
 #include "common/TestUtil.h"
 #include <gtest/gtest.h>
@@ -31,41 +24,28 @@
 #include <vector>
 
 #include "ModelTestUtil.h"
+#include "OmpTestGrid.h"
 #include "files/files_test_util.h"
 
 namespace
 {
 
 const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
-
 const double kC = 2000.0;     // m/s
 const double kRho = 1800.0;   // kg/m3; the pressure does not depend on it
 const double kFreq = 10.0;    // Hz: shortest wavelength about 2000 / 25 = 80 m
 const double kDx = 10.0;      // m: 8 cells per shortest wavelength
 const double kDt = 0.001;     // s, stable limit about 2.5 ms here
 
-struct Receiver
-{
-    double dx, dy, dz;   // offset from the source, m
-};
+struct Receiver { double dx, dy, dz; };   // offset from the source, m
 
 // Axis, diagonal (80, 60, 0) and vertical offsets; two of them at 100 m.
 const Receiver kReceivers[] = {{100, 0, 0}, {80, 60, 0}, {0, 150, 0}, {0, 0, -120}, {150, 0, 0}};
 const int kNumReceivers = sizeof(kReceivers) / sizeof(kReceivers[0]);
 
-using testutil::ReadFile;
 bool Exists(const std::string& name) { return testutil::FileExists(name); }
 
-double RickerDerivative(double t)
-{
-    const double a = M_PI * kFreq * t;
-    return M_PI * kFreq * 2.0 * a * (2.0 * a * a - 3.0) * exp(-a * a);
-}
-
-double Analytic(double t, double r)
-{
-    return 1e9 * RickerDerivative(t - r / kC) / (4.0 * M_PI * kC * kC * r);
-}
+double Analytic(double t, double r) { return 1e9 * RickerDot(t - r / kC, kFreq) / (4.0 * M_PI * kC * kC * r); }
 
 struct RunResult
 {
@@ -82,31 +62,18 @@ std::vector<double> RecordTimes(double dt, double t0, double t1)
 {
     std::vector<double> v;
     const double tStart = -2 / kFreq;
-    const long nSteps = (long)((t1 - tStart) / dt) + 1;
     double tCur = tStart, tRec = t0;
-    for (long n = 0; n < nSteps; n++)
-    {
-        tCur += dt;
-        if (tCur >= tRec)
-        {
-            v.push_back(tCur);
-            tRec += dt;
-        }
-    }
+    for (long n = 0; n < (long)((t1 - tStart) / dt) + 1; n++)
+        if ((tCur += dt) >= tRec)
+            v.push_back(tCur), tRec += dt;
     return v;
 }
 
-// A homogeneous model of n^3 nodes from 0 with the source in its middle,
-// run by the program in its own directory.
+// A homogeneous model of n^3 nodes with the source in its middle.
 RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1, const char* pszExtra = "")
 {
     RunResult res;
     const double mid = kDx * (n - 1) / 2;
-    auto vp = [](double, double, double) { return (float)kC; };
-    auto rho = [](double, double, double) { return (float)kRho; };
-    if (!model_test::WriteCube(dir + "/vp.sgy", n, n, n, kDx, 0, 0, 0, vp)
-        || !model_test::WriteCube(dir + "/rho.sgy", n, n, n, kDx, 0, 0, 0, rho))
-        return res;
     std::string strSurvey;
     char line[256];
     for (const Receiver& r : kReceivers)
@@ -114,25 +81,13 @@ RunResult RunHomogeneous(const std::string& dir, int n, double dt, double t1, co
         snprintf(line, sizeof(line), "%g %g %g %g %g %g 1 1\n", mid, mid, mid, mid + r.dx, mid + r.dy, mid + r.dz);
         strSurvey += line;
     }
-    char job[2048];
-    snprintf(job, sizeof(job),
-             "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n"
-             "Model Name = vp.sgy\nFileModelD = rho.sgy\nSmooth Model = 0\n"
-             "[Survey]\nGeometry = survey.txt\nt0 = 0\nt1 = %g\ndt = %g\n"
-             "[Mesh]\ndx = %g\ndt = %g\n[Source]\nType = 0\nFrequency = %g\nSignal = 1\n%s",
-             t1, dt, kDx, dt, kFreq, pszExtra);
-    if (!model_test::WriteText(dir + "/survey.txt", strSurvey) || !model_test::WriteText(dir + "/runtask.ini", job))
-        return res;
-    res.nStatus = testutil::Run("cd '" + dir + "' && '" + kProgram + "'", res.strOut);
-    res.strOut += ReadFile(dir + "/Ondex-0.log");
+    res.nStatus = model_test::RunAcoustic(dir, n, (float)kRho, strSurvey, t1, dt, kFreq, pszExtra, res.strOut);
     for (const char* name : {"/vp+Gath3DAPUc.sgy", "/vp+Gath3DAPUc-1.sgy"})
-    {
         if (Exists(dir + name))
         {
             res.vC = model_test::ReadGather(dir + name);
             break;
         }
-    }
     res.vTimes = RecordTimes(dt, 0.0, t1);
     return res;
 }

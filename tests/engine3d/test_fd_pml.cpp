@@ -1,6 +1,9 @@
-// PML profiles: the coefficients of every slab cell against the formula of
-// the convolutional layer, at both ends of each slab, in air, and on the
-// last node of a depth group.
+// The difference operators of the schemes: fourth-order staggered first
+// derivatives, checked on polynomials (exact up to cubics) and on a smooth
+// function (error falls by 2^4 when the step halves); the PML recursion
+// over many steps and the profiles of every slab cell against the formula
+// of the convolutional layer (both ends of each slab, in air); the face
+// distance of the sponge.
 
 #include <gtest/gtest.h>
 
@@ -11,17 +14,125 @@
 #include <vector>
 
 #include "FakeEngine.h"
+#include "OmpTestGrid.h"
+#include "cpu/FDScheme.h"
 
 namespace
 {
 
+// Samples f(x0 + k*step) for k = 0..n-1, float.
+template <class F>
+std::vector<float> Sample(F f, double x0, double step, int n)
+{
+    std::vector<float> v(n);
+    for (int k = 0; k < n; k++)
+        v[k] = (float)f(x0 + k * step);
+    return v;
+}
+
+struct Poly
+{
+    const char* pszName;
+    double c0, c1, c2, c3;
+    double operator()(double x) const { return c0 + x * (c1 + x * (c2 + x * c3)); }
+    double Derivative(double x) const { return c1 + x * (2 * c2 + x * 3 * c3); }
+};
+
+// With unit step, D+ at i is the derivative at i + 1/2 and D- at i the
+// derivative at i - 1/2; for polynomials of degree 3 the only error left is
+// the rounding of beta2 and of the samples.
+TEST(FdOperators, ExactUpToCubics)
+{
+    for (const Poly& p : {Poly{"constant", 3.5, 0, 0, 0}, Poly{"linear", 1, -2.25, 0, 0},
+                          Poly{"quadratic", 0.5, 1, 0.75, 0}, Poly{"cubic", -1, 0.5, -0.25, 0.125},
+                          Poly{"pure cubic", 0, 0, 0, 1}})
+    {
+        const std::vector<float> f = Sample(p, -8.0, 1.0, 17);   // x = -8 .. 8
+        for (int i = 2; i < 15; i++)
+        {
+            const double x = -8.0 + i;
+            const double tol = 2e-6 * (1.0 + std::fabs(p.c3) * 600 + std::fabs(p.c2) * 80 + std::fabs(p.c1) * 10);
+            EXPECT_NEAR(p.Derivative(x + 0.5), fd::DPlus(f.data(), i, 1), tol) << p.pszName << " at x=" << x;
+            EXPECT_NEAR(p.Derivative(x - 0.5), fd::DMinus(f.data(), i, 1), tol) << p.pszName << " at x=" << x;
+        }
+    }
+}
+
+// Error of a smooth function falls by 16 when the step halves.
+TEST(FdOperators, FourthOrderConvergence)
+{
+    auto g = [](double x) { return std::sin(x); };
+    auto MaxErr = [&](double h, bool bPlus) {
+        const int n = (int)std::lround(2.0 / h) + 6;
+        const double x0 = 0.3 - 3 * h;
+        const std::vector<float> f = Sample(g, x0, h, n);
+        double e = 0.0;
+        for (int i = 3; i < n - 3; i++)
+        {
+            const double x = x0 + i * h + (bPlus ? 0.5 * h : -0.5 * h);
+            const double d = (bPlus ? fd::DPlus(f.data(), i, 1) : fd::DMinus(f.data(), i, 1)) / h;
+            e = std::max(e, std::fabs(d - std::cos(x)));
+        }
+        return e;
+    };
+    for (bool bPlus : {true, false})
+    {
+        const double e1 = MaxErr(0.4, bPlus), e2 = MaxErr(0.2, bPlus);
+        const double ratio = e1 / e2;
+        EXPECT_GT(ratio, 13.0) << (bPlus ? "D+" : "D-") << " errors " << e1 << " " << e2;
+        EXPECT_LT(ratio, 19.0) << (bPlus ? "D+" : "D-") << " errors " << e1 << " " << e2;
+    }
+}
+
+// The recursion psi <- a psi + b d is the discrete convolution of the
+// derivative history with b a^k; under a constant derivative it tends to
+// b d / (1 - a).
+TEST(FdOperators, CpmlRecursionConvolves)
+{
+    const float a = 0.8f, b = -0.3f;
+    float psi = 0.0f;
+    std::vector<float> d = {1.0f, -2.0f, 0.5f, 3.0f, 0.0f, -1.0f};
+    for (size_t n = 0; n < d.size(); n++)
+    {
+        const float out = fd::Cpml(d[n], psi, a, b);
+        double conv = 0.0;
+        for (size_t k = 0; k <= n; k++)
+            conv += b * std::pow((double)a, (double)(n - k)) * d[k];
+        EXPECT_NEAR(conv, psi, 1e-5);
+        EXPECT_NEAR(d[n] + conv, out, 1e-5);
+    }
+    psi = 0.0f;
+    for (int n = 0; n < 200; n++)
+        fd::Cpml(2.0f, psi, a, b);
+    EXPECT_NEAR(b * 2.0 / (1.0 - a), psi, 1e-4);
+}
+
+struct DistCase { int x, y, zg, nx, ny, nzAll, expected; };
+
+TEST(FdOperators, FaceDistanceIsNearestFace)
+{
+    const DistCase cases[] = {
+        {0, 5, 5, 10, 10, 10, 0}, {9, 5, 5, 10, 10, 10, 0}, {5, 1, 5, 10, 10, 10, 1},
+        {5, 5, 7, 10, 10, 10, 2}, {4, 4, 4, 10, 10, 10, 4}, {5, 5, 5, 10, 10, 100, 4},
+        {50, 50, 97, 100, 100, 100, 2},
+    };
+    for (const DistCase& c : cases)
+        EXPECT_EQ(c.expected, fd::FaceDistance(c.x, c.y, c.zg, c.nx, c.ny, c.nzAll))
+            << c.x << "," << c.y << "," << c.zg;
+}
+
+TEST(FdOperators, NaNByBits)
+{
+    for (float v : {std::nanf(""), -std::nanf("")})
+        EXPECT_TRUE(fd::IsNaNBits(v)) << v;
+    for (float v : {INFINITY, -INFINITY, 0.0f, 3.4e38f})
+        EXPECT_FALSE(fd::IsNaNBits(v)) << v;
+}
+
 // The layer's coefficients written out from their definition: damping
 // d = d0 s^2 with d0 = -1.5 v ln(R) / (dx W), R = 0.0002, frequency shift
 // alpha = (1.1 - s) pi f, A = exp(-(d + alpha) dt), B = d (A - 1) / (d + alpha).
-struct Expected
-{
-    float A, B;
-};
+struct Expected { float A, B; };
 
 Expected Formula(double v, double s, int W, double dx, double dt, double f)
 {
@@ -35,29 +146,17 @@ Expected Formula(double v, double s, int W, double dx, double dt, double f)
 // A grid of nx x ny x nz cells with Vp = 1000 + 10 x + 100 y + 1000 z, so
 // that every cell's velocity is known, and the 24 slab arrays filled with
 // NaN to show what was not written.
-struct PmlFixture
+struct PmlFixture : FakeJob
 {
-    std::unique_ptr<COndexApp> app;
-    std::unique_ptr<CFakeEngine> eng;
     std::vector<float> vp;
     std::vector<std::vector<float>> arrays;
-    int W, h = 2;
+    int W = 3, h = 2;   // FakeJob's halo
 
-    PmlFixture(int nx, int ny, int nz, int nW = 3) : W(nW)
+    PmlFixture(int nx, int ny, int nz)
     {
-        app.reset(new COndexApp());
-        eng.reset(new CFakeEngine(*app));
         CFakeEngine& e = *eng;
-        e.m_nx = nx;
-        e.m_ny = ny;
-        e.m_nz = nz;
-        e.m_nZ0 = 0;
-        e.m_nZ1 = nz - 1;
-        e.m_nZAll = nz;
+        e.m_nx = nx, e.m_ny = ny, e.m_nz = e.m_nZAll = nz, e.m_nZ0 = 0, e.m_nZ1 = nz - 1;
         e.m_nPML = W;
-        e.m_nHalo = h;
-        e.m_dx = 10.0;
-        e.m_dt = 0.001;
         e.m_Signal.m_dFreq = 20.0;
         vp.resize((size_t)nx * ny * nz);
         for (int z = 0; z < nz; z++)
@@ -68,7 +167,7 @@ struct PmlFixture
         e.m_nPmlCellsX = (size_t)nz * ny * W;
         e.m_nPmlCellsY = (size_t)nz * nx * W;
         e.m_nPmlCellsZ = (size_t)ny * nx * W;
-        auto slots = Slots();
+        auto slots = PmlSlots(e);
         arrays.resize(24);
         for (int i = 0; i < 24; i++)
         {
@@ -80,16 +179,8 @@ struct PmlFixture
     ~PmlFixture()
     {
         eng->m_pVp = nullptr;
-        for (float** p : Slots())
+        for (float** p : PmlSlots(*eng))
             *p = nullptr;
-    }
-    std::array<float**, 24> Slots()
-    {
-        CFakeEngine& e = *eng;
-        return {&e.m_pPmlBXMLo, &e.m_pPmlBXPHi, &e.m_pPmlAXMLo, &e.m_pPmlAXPHi, &e.m_pPmlBXPLo, &e.m_pPmlBXMHi,
-                &e.m_pPmlAXPLo, &e.m_pPmlAXMHi, &e.m_pPmlBYMLo, &e.m_pPmlBYPHi, &e.m_pPmlAYMLo, &e.m_pPmlAYPHi,
-                &e.m_pPmlBYPLo, &e.m_pPmlBYMHi, &e.m_pPmlAYPLo, &e.m_pPmlAYMHi, &e.m_pPmlBZMLo, &e.m_pPmlBZPHi,
-                &e.m_pPmlAZMLo, &e.m_pPmlAZPHi, &e.m_pPmlBZPLo, &e.m_pPmlBZMHi, &e.m_pPmlAZPLo, &e.m_pPmlAZMHi};
     }
     float Velocity(int x, int y, int z) const { return 1000.0f + 10.0f * x + 100.0f * y + 1000.0f * z; }
 
