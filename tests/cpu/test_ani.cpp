@@ -189,6 +189,16 @@ void Shoot(AniBox& b, int nSteps, std::vector<float>& rec)
     }
 }
 
+// The same case shot in two boxes: configured alike, receivers in a and b.
+void ShootBoth(AniBox& x, AniBox& y, const CrossCase& c, int nSteps, std::vector<float>& a, std::vector<float>& b)
+{
+    ASSERT_TRUE(x.ok && y.ok);
+    Configure(x, c);
+    Configure(y, c);
+    Shoot(x, nSteps, a);
+    Shoot(y, nSteps, b);
+}
+
 const CrossCase kCases[] = {
     {"pml", 6, 0, -1.0f, 0},   {"sponge", 0, 0, -1.0f, 0}, {"pml_surface", 6, 6, -1.0f, 0},
     {"sponge_ramp", 0, 0, 0.3f, 0}, {"pml_fluid_start", 6, 0, 0.0f, 0}, {"pml_visco", 6, 3, -1.0f, 2},
@@ -203,12 +213,8 @@ TEST(AniCross, NineIsotropicConstantsAreTheElasticScheme)
         SCOPED_TRACE(c.pszName);
         AniBox ela(30, 30, 30, 102, c.W, 8, 0.001, kIso, c.nAir);
         AniBox ort(30, 30, 30, 103, c.W, 8, 0.001, kIso, c.nAir);
-        ASSERT_TRUE(ela.ok && ort.ok);
-        Configure(ela, c);
-        Configure(ort, c);
         std::vector<float> a, b;
-        Shoot(ela, 100, a);
-        Shoot(ort, 100, b);
+        ASSERT_NO_FATAL_FAILURE(ShootBoth(ela, ort, c, 100, a, b));
         float dMax = 0.0f, dAmp = 0.0f;
         for (size_t i = 0; i < a.size(); i++)
         {
@@ -230,12 +236,8 @@ TEST(AniCross, ZeroCouplingConstantsGiveTheOrthorhombicBits)
         // Both with a halo of 3, so that the boxes and slabs coincide.
         AniBox ort(30, 31, 29, 103, c.W, 8, 0.001, kVti, c.nAir, c.L, 3);
         AniBox ani(30, 31, 29, 104, c.W, 8, 0.001, kVti, c.nAir, c.L, 3);
-        ASSERT_TRUE(ort.ok && ani.ok);
-        Configure(ort, c);
-        Configure(ani, c);
         std::vector<float> a, b;
-        Shoot(ort, 80, a);
-        Shoot(ani, 80, b);
+        ASSERT_NO_FATAL_FAILURE(ShootBoth(ort, ani, c, 80, a, b));
         ASSERT_EQ(a.size(), b.size());
         size_t nDiff = 0;
         for (size_t i = 0; i < a.size(); i++)

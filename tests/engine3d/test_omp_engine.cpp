@@ -324,14 +324,25 @@ TEST(OmpSeismogram, NormalModeLayoutAndScale)
     }
 }
 
+// An 8^3 acoustic grid of node 0 recording shot nShot into the big
+// seismogram file, in a working directory of its own.
+struct BigSeisGrid
+{
+    testutil::TempDir cwd{true, "ondex_seis"};
+    OmpTestGrid g{8, 8, 8, 101};
+    explicit BigSeisGrid(int nShot)
+    {
+        g.app->m_bBigSeismogram = true;
+        g.app->m_nNode = 0;
+        g.app->m_nActiveShot = nShot;
+    }
+};
+
 TEST(OmpSeismogram, BigModeWritesAndReadsBack)
 {
-    testutil::TempDir cwd(true, "ondex_seis");   // the working directory, for the big seismogram file
-    OmpTestGrid g(8, 8, 8, 101);
+    BigSeisGrid b(17);
+    OmpTestGrid& g = b.g;
     CCalc3D_OMP& e = g.E();
-    g.app->m_bBigSeismogram = true;
-    g.app->m_nNode = 0;
-    g.app->m_nActiveShot = 17;
     ASSERT_EQ(0, e.AllocateMemory(false, true));
     const std::vector<size_t> cells = {g.Index(3, 3, 3), g.Index(4, 2, 5)};
     e.m_vRcvCells = cells;
@@ -359,11 +370,9 @@ TEST(OmpSeismogram, BigModeWritesAndReadsBack)
 
 TEST(OmpSeismogram, BigModeRefusesForeignOrShortFile)
 {
-    testutil::TempDir cwd(true, "ondex_seis");   // the working directory, for the big seismogram file
-    OmpTestGrid g(8, 8, 8, 101);
+    BigSeisGrid b(3);
+    OmpTestGrid& g = b.g;
     CCalc3D_OMP& e = g.E();
-    g.app->m_bBigSeismogram = true;
-    g.app->m_nActiveShot = 3;
     ASSERT_EQ(0, e.AllocateMemory(false, true));
     e.m_vRcvCells = {10, 20, 30};
     e.m_nSeisLen = 4;
