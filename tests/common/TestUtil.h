@@ -57,6 +57,18 @@ inline bool FileExists(const std::string& name)
     return stat(name.c_str(), &st) == 0;
 }
 
+// Tests that start the built program, skipped where it is not built.
+class NeedsProgram : public ::testing::Test
+{
+protected:
+    const std::string kProgram = std::string(ONDEX_BINARY_DIR) + "/ondex";
+    void SetUp() override
+    {
+        if (!FileExists(kProgram))
+            GTEST_SKIP() << "the program is not built: " << kProgram;
+    }
+};
+
 // A fresh directory under /tmp, removed with everything in it at the end.
 // With bEnter it is also the working directory meanwhile (so the process log
 // lands there), and the old one comes back at the end.

@@ -128,14 +128,8 @@ double BestShift(const std::vector<float>& trace, const std::vector<double>& tim
     return best;
 }
 
-class PhysicsAcoustic : public ::testing::Test
+class PhysicsAcoustic : public testutil::NeedsProgram
 {
-protected:
-    void SetUp() override
-    {
-        if (!Exists(kProgram))
-            GTEST_SKIP() << "the program is not built: " << kProgram;
-    }
 };
 
 // The main check: waveform and amplitude of the direct wave at five

@@ -476,14 +476,8 @@ double ZeroRadius(F value, double ct)
     return -1;
 }
 
-class SnapshotRun : public ::testing::Test
+class SnapshotRun : public testutil::NeedsProgram
 {
-protected:
-    void SetUp() override
-    {
-        if (!FileExists(kProgram))
-            GTEST_SKIP() << "the program is not built: " << kProgram;
-    }
 };
 
 TEST_F(SnapshotRun, WavefrontAtRadiusCtInFilmAndCube)
