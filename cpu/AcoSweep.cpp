@@ -90,7 +90,7 @@ ONDEX_ROW_CLONES void AcoRunSponge(const fd::AcoFields& f, int64_t base, const f
     for (int x = xa; x <= xb; x++)
     {
         const int64_t i = base + x;
-        const float t = fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
+        const float t = fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
         float dx, dy, dz;
         if (bTau)
         {

@@ -91,29 +91,6 @@ ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& 
             a.v[axis][j] = fd::Cpml(a.v[axis][j], r.psiA[j][k], j < 3 ? aP : aM, j < 3 ? bP : bM);
 }
 
-// fd::SpongeFactor without the branch around the load, so that the sponge
-// runs vectorise: a sponge run has nTaper >= 1, and the index is clamped
-// into the table only where the factor is 1 anyway.
-ONDEX_HD float RunSponge(const float* taper, int nTaper, int m)
-{
-    const float t = taper[std::min(m, nTaper - 1)];
-    return m < nTaper ? t : 1.0f;
-}
-
-// a where c holds, else b. The stress laws' own select (bFull) becomes a
-// branch around the full shear update, which keeps the surface runs from
-// vectorising; a select on the bits does not.
-ONDEX_HD float Pick(bool c, float a, float b)
-{
-    uint32_t ua, ub;
-    memcpy(&ua, &a, sizeof(ua));
-    memcpy(&ub, &b, sizeof(ub));
-    const uint32_t m = 0u - (uint32_t)c;
-    const uint32_t u = (ua & m) | (ub & ~m);
-    float v;
-    memcpy(&v, &u, sizeof(v));
-    return v;
-}
 
 // The stresses of a cell from the laws' full form (bFull true): below the
 // surface (bSurf) the old Txz and Tyz where the cell above is empty, as
@@ -124,8 +101,8 @@ ONDEX_HD void StoreRun(const ela::ElaFields& f, int64_t i, ort::Tau6 t, float s)
     if (bSurf)
     {
         const bool bFull = f.b[i - f.sz] > 0.0f;
-        t.xz = Pick(bFull, t.xz, f.txz[i]);
-        t.yz = Pick(bFull, t.yz, f.tyz[i]);
+        t.xz = fd::PickBits(bFull, t.xz, f.txz[i]);
+        t.yz = fd::PickBits(bFull, t.yz, f.tyz[i]);
     }
     ort::StoreTau(f, i, t, s);
 }
@@ -162,7 +139,7 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
             SidePml<bAni, fd::kAxisY>(ry, ry.off + x, d.ey, d.a1, d.c2, a);
         if (XK != X_NONE)
             SidePml<bAni, fd::kAxisX>(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2, a);
-        const float t = bSponge ? RunSponge(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
+        const float t = bSponge ? fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
         const ort::Ort9 k = ort::LoadOrt(c, i, fS);
         if (bAni)
             StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, true), t);

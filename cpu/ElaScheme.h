@@ -117,7 +117,7 @@ ONDEX_HD void ElaUpdateU(const ElaFields& f, int64_t i, const VelDerivs& d, bool
     f.ux[i] = ux + b * (d.xTxx + d.yTxy + d.zTxz);
     f.uy[i] = uy + b * (d.xTxy + d.yTyy + d.zTyz);
     // b*2*Tzz: the factor 2 is exact, so (b*2)*Tzz and b*(2*Tzz) agree.
-    f.uz[i] = uz + b * (bFull ? sz : tz);
+    f.uz[i] = uz + b * fd::PickBits(bFull, sz, tz);
 }
 
 // The Lame coefficients of a cell; fS is the S-wave ramp, 1 when SuppressSV
@@ -144,8 +144,8 @@ ONDEX_HD void ElaUpdateTau(const ElaFields& f, int64_t i, const StrainDerivs& d,
     const float txz0 = f.txz[i], tyz0 = f.tyz[i];
     const float txz1 = txz0 + mu * (d.b1 + d.b2);
     const float tyz1 = tyz0 + mu * (d.c1 + d.c2);
-    float txz = bFull ? txz1 : txz0;
-    float tyz = bFull ? tyz1 : tyz0;
+    float txz = fd::PickBits(bFull, txz1, txz0);
+    float tyz = fd::PickBits(bFull, tyz1, tyz0);
     if (bSponge)
     {
         txx = txx * s;

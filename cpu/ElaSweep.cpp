@@ -141,7 +141,7 @@ ONDEX_ROW_CLONES void VelRunSponge(const ElaRow& r, const float* taper, int nTap
     for (int x = xa; x <= xb; x++)
     {
         const int64_t i = base + x;
-        const float t = fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
+        const float t = fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
         ela::VelDerivs d;
         ela::ElaVelDerivs(f, i, d);
         ela::ElaUpdateU<true>(f, i, d, bSurf ? Full(f.b, i, sz) : true, t);
@@ -159,7 +159,7 @@ ONDEX_ROW_CLONES void TauRunSponge(const ElaRow& r, const float* taper, int nTap
     for (int x = xa; x <= xb; x++)
     {
         const int64_t i = base + x;
-        const float t = fd::SpongeFactor(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
+        const float t = fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x)));
         ela::StrainDerivs d;
         ela::ElaStrainDerivs(f, i, d);
         ela::ElaUpdateTau<true, bQ>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, t, q);

@@ -110,6 +110,31 @@ ONDEX_HD float SpongeFactor(const float* taper, int nTaper, int m)
     return m < nTaper ? taper[m] : 1.0f;
 }
 
+// SpongeFactor without the branch around the load, for the row loops of the
+// sponge strip, which then vectorise: such a loop has nTaper >= 1, and the
+// index is clamped into the table only where the factor is 1 anyway. Same
+// value as SpongeFactor.
+ONDEX_HD float SpongeFactorRun(const float* taper, int nTaper, int m)
+{
+    const float t = taper[m < nTaper - 1 ? m : nTaper - 1];
+    return m < nTaper ? t : 1.0f;
+}
+
+// a where c holds, else b, chosen on the bits. A plain select of a value
+// that is only loaded for one side can become a branch around the load,
+// which keeps a row loop from vectorising; this form cannot.
+ONDEX_HD float PickBits(bool c, float a, float b)
+{
+    uint32_t ua, ub;
+    memcpy(&ua, &a, sizeof(ua));
+    memcpy(&ub, &b, sizeof(ub));
+    const uint32_t m = 0u - (uint32_t)c;
+    const uint32_t u = (ua & m) | (ub & ~m);
+    float v;
+    memcpy(&v, &u, sizeof(v));
+    return v;
+}
+
 // NaN by its bits (exponent all ones, mantissa not zero), immune to
 // fast-math assumptions; memcpy is the defined way to read the bits.
 ONDEX_HD bool IsNaNBits(float v)
