@@ -15,9 +15,16 @@
 // Each size is timed over the whole grid ("all") and over the box inside
 // the PML slabs only ("inner": the scheme without its boundary).
 //
-// Usage: bench_elastic [-free] [n | nxXnyXnz ...]   (default 161 250; -free:
-// SuppressSV off, so the surface test runs). Each figure is the best of
-// three batches, read against the triad run beside them.
+// With -sponge the faces absorb by the 26-cell sponge strip instead of the
+// PML (no memory arrays: the bare count for every cell).
+//
+// With -visco every cell has L = 3 relaxation mechanisms (Q 50): the stress
+// sweep also reads the 3L mechanism constants and reads and writes the 6L
+// memory variables of the cell, 12L + 48L = 180 bytes more, 300 in all.
+//
+// Usage: bench_elastic [-free] [-visco] [-sponge] [n | nxXnyXnz ...]   (default 161
+// 250; -free: SuppressSV off, so the surface test runs). Each figure is the
+// best of three batches, read against the triad run beside them.
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -33,9 +40,9 @@ namespace
 {
 
 // The velocities turned into the coefficients of the elastic method.
-std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g)
+std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g, bool bSponge, int nViscoL)
 {
-    std::unique_ptr<CCalc3D_OMP> e = bench::MakeGridEngine(app, g, 2, 21, 26);
+    std::unique_ptr<CCalc3D_OMP> e = bench::MakeGridEngine(app, g, 2, bSponge ? 0 : 21, 26, nViscoL);
     if (!e)
         return nullptr;
     const size_t cells = (size_t)g.nx * g.ny * g.nz;
@@ -65,26 +72,33 @@ int main(int argc, char** argv)
     MPI_Init(&argc, &argv);
     g_nSize = 2;   // keep the engine's log lines off the console
     g_nNode = 1;
-    bool bFree = false;
+    bool bFree = false, bVisco = false, bSponge = false;
     for (int i = 1; i < argc; i++)
+    {
         bFree = bFree || std::string(argv[i]) == "-free";
+        bVisco = bVisco || std::string(argv[i]) == "-visco";
+        bSponge = bSponge || std::string(argv[i]) == "-sponge";
+    }
+    const int nViscoL = bVisco ? 3 : 0;
+    const double dBase = bVisco ? 300.0 : 120.0;
     std::vector<bench::Shape> sizes;
     if (!bench::ParseShapes(argc, argv, 16, sizes))
     {
-        std::printf("usage: %s [-free] [n | nxXnyXnz ...]   (grid sizes, default 161 250)\n", argv[0]);
+        std::printf("usage: %s [-free] [-visco] [-sponge] [n | nxXnyXnz ...]   (grid sizes, default 161 250)\n", argv[0]);
         MPI_Finalize();
         return 2;
     }
     if (sizes.empty())
         sizes = {{161, 161, 161}, {250, 250, 250}};
-    std::printf("SuppressSV %s\n", bFree ? "off (surface test on)" : "on");
+    std::printf("SuppressSV %s, %s, %s\n", bFree ? "off (surface test on)" : "on",
+                bVisco ? "3 relaxation mechanisms (Q 50)" : "no attenuation", bSponge ? "sponge, 26 cells" : "PML, 21 cells");
     bench::PrintHead();
     for (const bench::Shape& n : sizes)
     {
         COndexApp app;
         app.m_Type = 102;
         app.m_nHostMemoryGB = 1024;
-        std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n);
+        std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n, bSponge, nViscoL);
         char szGrid[40];
         std::snprintf(szGrid, sizeof(szGrid), "%dx%dx%d", n.nx, n.ny, n.nz);
         if (!e)
@@ -96,11 +110,11 @@ int main(int argc, char** argv)
         e->m_fSWave = 1.0f;
         const int h = e->m_nHalo;
         const double cells = (double)(n.nx - 2 * h) * (n.ny - 2 * h) * (n.nz - 2 * h);
-        const double bytesPerCell = (120.0 * cells + 2 * 40.0 * bench::SlabSideCells(*e)) / cells;
+        const double bytesPerCell = (dBase * cells + 2 * 40.0 * bench::SlabSideCells(*e)) / cells;
         for (int nInner = 0; nInner < (bench::HasInner(*e) ? 2 : 1); nInner++)
             for (int nThreads : bench::ThreadCounts())
                 bench::PrintRow(szGrid, nInner ? "inner" : "all", nThreads, TimeSteps(*e, nThreads, nInner == 1),
-                                nInner ? 120.0 : bytesPerCell, 120.0);
+                                nInner ? dBase : bytesPerCell, dBase);
     }
     MPI_Finalize();
     return 0;

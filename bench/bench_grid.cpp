@@ -1,6 +1,7 @@
 #include "bench_grid.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <random>
 
@@ -25,8 +26,12 @@ bool ParseShapes(int argc, char** argv, int nMin, std::vector<Shape>& out)
     return true;
 }
 
-std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int nHalo, int nPML, int nTaper)
+std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int nHalo, int nPML, int nTaper,
+                                            int nViscoL)
 {
+    // The Q grid is filled here; the name only makes the engine allocate it.
+    if (nViscoL > 0)
+        app.m_strModelQ = "bench-Q";
     std::unique_ptr<CCalc3D_OMP> e(new CCalc3D_OMP(app));
     e->m_nx = g.nx;
     e->m_ny = g.ny;
@@ -37,9 +42,11 @@ std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int 
     e->m_nHalo = nHalo;
     e->m_nPML = nPML;
     e->m_nTaper = nTaper;
-    e->m_bPML = true;
+    e->m_bPML = nPML > 0;
     e->m_dx = 10.0;
     e->m_dt = 0.001;
+    e->m_nViscoL = nViscoL;
+    e->m_Signal.m_dFreq = 20.0;
     if (e->AllocateMemory(false, true) != 0)
         return nullptr;
     const size_t cells = (size_t)g.nx * g.ny * g.nz;
@@ -47,8 +54,18 @@ std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int 
     if (e->m_pVs)
         std::fill(e->m_pVs, e->m_pVs + cells, 1000.0f);
     std::fill(e->m_pRho, e->m_pRho + cells, 2000.0f);
-    if (e->InitPMLProfile() != 0)
+    if (nViscoL > 0)
+    {
+        std::fill(e->m_pQ, e->m_pQ + cells, 50.0f);
+        if (e->PrepareViscoElasticModel() != 0)
+            return nullptr;
+    }
+    if (e->m_bPML && e->InitPMLProfile() != 0)
         return nullptr;
+    // The sponge factors, as the model assembly fills them.
+    const int nTaperMax = (int)(sizeof(e->m_fTaper) / sizeof(e->m_fTaper[0]));
+    for (int i = 0; i < nTaperMax; i++)
+        e->m_fTaper[i] = i > 0 && i < nTaper ? (float)std::exp(-0.18 * (nTaper - i) * (nTaper - i) * (float)e->m_dt) : 0.0f;
     std::mt19937 rng(1);
     std::uniform_real_distribution<float> d(-1e-3f, 1e-3f);
     for (size_t i = 0; i < cells; i++)
@@ -63,7 +80,7 @@ double SlabSideCells(const CCalc3D_OMP& e)
 
 bool HasInner(const CCalc3D_OMP& e)
 {
-    return std::min(e.m_nx, std::min(e.m_ny, e.m_nz)) > 2 * (e.m_nHalo + e.m_nPML);
+    return e.m_bPML && std::min(e.m_nx, std::min(e.m_ny, e.m_nz)) > 2 * (e.m_nHalo + e.m_nPML);
 }
 
 void PrintHead()
