@@ -191,51 +191,66 @@ ONDEX_HD bool IsViscoCell(const ViscoView& v, int64_t i)
     return v.L > 0 && v.viscoM && v.viscoG && v.viscoM[i * 3 * v.L + 2] < 1.0f;
 }
 
+// A cell's mechanism records where they lie in memory, cell-major: the
+// constants (p, s, tau) of mechanism l at m[3l + k], the memory variables at
+// g[6l + k].
+struct CellRecords
+{
+    const float* m;
+    float* g;
+    ONDEX_HD float M(int l, int k) const { return m[3 * l + k]; }
+    ONDEX_HD float& G(int l, int k) const { return g[6 * l + k]; }
+};
+
 // Viscoelastic stress update: the mechanism loop, then the elastic form
 // with the relaxed moduli and the averaged memory terms. No Q damping here.
-template <bool bSponge>
+// NL > 0 fixes the number of mechanisms at compile time, and Rec says where
+// the records are, so that a row loop can vectorise the same arithmetic.
+template <bool bSponge, int NL = 0, class Rec = CellRecords>
 ONDEX_HD void ViscoUpdateTau(const ElaFields& f, int64_t i, const StrainDerivs& d, float fS, bool bFull, float s,
-                             const ViscoView& v)
+                             const ViscoView& v, const Rec& rec)
 {
+    const int L = NL > 0 ? NL : v.L;
     float lambda, mu;
     Lame(f, i, fS, lambda, mu);
     const float C = f.c[i];
-    const float* rec = v.viscoM + i * 3 * v.L;
-    float* r = v.viscoG + i * 6 * v.L;
     float sumP = 1.0f, sumS = 1.0f;
     float Rxx = 0.0f, Ryy = 0.0f, Rzz = 0.0f, Ryz = 0.0f, Rxz = 0.0f, Rxy = 0.0f;
-    for (int l = 0; l < v.L; l++, rec += 3, r += 6)
+#if defined(__GNUC__) && !defined(__clang__) && !defined(__CUDACC__)
+#pragma GCC unroll 16
+#endif
+    for (int l = 0; l < L; l++)
     {
-        const float p = rec[0], sw = rec[1], tau = rec[2];
+        const float p = rec.M(l, 0), sw = rec.M(l, 1), tau = rec.M(l, 2);
         const float q = v.dt / tau;
         const float a = (2.0f - q) / (2.0f + q);
         const float b = 2.0f * q / (2.0f + q);
         const float Cl = C * p;
         const float Ml = mu * sw;
         const float Ll = Cl - 2.0f * Ml;
-        float r0 = r[0];
+        float r0 = rec.G(l, 0);
         float rn = a * r0 - b * (Cl * d.ex + Ll * (d.ey + d.ez));
-        r[0] = rn;
+        rec.G(l, 0) = rn;
         Rxx += (rn + r0) * 0.5f;
-        r0 = r[1];
+        r0 = rec.G(l, 1);
         rn = a * r0 - b * (Cl * d.ey + Ll * (d.ex + d.ez));
-        r[1] = rn;
+        rec.G(l, 1) = rn;
         Ryy += (rn + r0) * 0.5f;
-        r0 = r[2];
+        r0 = rec.G(l, 2);
         rn = a * r0 - b * (Cl * d.ez + Ll * (d.ex + d.ey));
-        r[2] = rn;
+        rec.G(l, 2) = rn;
         Rzz += (rn + r0) * 0.5f;
-        r0 = r[3];
+        r0 = rec.G(l, 3);
         rn = a * r0 - b * Ml * (d.c1 + d.c2);
-        r[3] = rn;
+        rec.G(l, 3) = rn;
         Ryz += (rn + r0) * 0.5f;
-        r0 = r[4];
+        r0 = rec.G(l, 4);
         rn = a * r0 - b * Ml * (d.b1 + d.b2);
-        r[4] = rn;
+        rec.G(l, 4) = rn;
         Rxz += (rn + r0) * 0.5f;
-        r0 = r[5];
+        r0 = rec.G(l, 5);
         rn = a * r0 - b * Ml * (d.a1 + d.a2);
-        r[5] = rn;
+        rec.G(l, 5) = rn;
         Rxy += (rn + r0) * 0.5f;
         sumP += p;
         sumS += sw;
@@ -246,12 +261,9 @@ ONDEX_HD void ViscoUpdateTau(const ElaFields& f, int64_t i, const StrainDerivs& 
     float tyy = f.tyy[i] + (l2m * d.ey + lr * (d.ex + d.ez) + Ryy);
     float tzz = f.tzz[i] + (l2m * d.ez + lr * (d.ex + d.ey) + Rzz);
     float txy = f.txy[i] + (mr * (d.a1 + d.a2) + Rxy);
-    float txz = f.txz[i], tyz = f.tyz[i];
-    if (bFull)
-    {
-        txz = txz + (mr * (d.b1 + d.b2) + Rxz);
-        tyz = tyz + (mr * (d.c1 + d.c2) + Ryz);
-    }
+    const float txz0 = f.txz[i], tyz0 = f.tyz[i];
+    float txz = fd::PickBits(bFull, txz0 + (mr * (d.b1 + d.b2) + Rxz), txz0);
+    float tyz = fd::PickBits(bFull, tyz0 + (mr * (d.c1 + d.c2) + Ryz), tyz0);
     if (bSponge)
     {
         txx = txx * s;
@@ -353,7 +365,8 @@ ONDEX_HD void ElaCellTau(const ElaStep& s, int x, int y, int z)
     else
         t = fd::SpongeOfCell(s.g, s.taper, s.nTaper, x, y, z);
     if (IsViscoCell(s.visco, i))
-        ViscoUpdateTau<true>(s.f, i, d, s.fS, bFull, t, s.visco);
+        ViscoUpdateTau<true>(s.f, i, d, s.fS, bFull, t, s.visco,
+                             CellRecords{s.visco.viscoM + i * 3 * s.visco.L, s.visco.viscoG + i * 6 * s.visco.L});
     else if (s.q != nullptr && s.visco.L <= 0)
         ElaUpdateTau<true, true>(s.f, i, d, s.fS, bFull, t, s.q);
     else

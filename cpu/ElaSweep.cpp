@@ -166,6 +166,61 @@ ONDEX_ROW_CLONES void TauRunSponge(const ElaRow& r, const float* taper, int nTap
     }
 }
 
+// The mechanism records of a row loop: one base pointer per constant and
+// memory variable, each made opaque to the compiler, so that it sees
+// strided accesses (which GCC vectorises) instead of interleaved groups of
+// 3L and 6L floats (which GCC 12 does not).
+template <int NL>
+struct RowRecords
+{
+    const float* const* m;   // [3 NL]: constant k of mechanism l at m[3l + k][i * 3NL]
+    float* const* g;         // [6 NL]: memory variable k of mechanism l at g[6l + k][i * 6NL]
+    int64_t i;
+    float M(int l, int k) const { return m[3 * l + k][i * (3 * NL)]; }
+    float& G(int l, int k) const { return g[6 * l + k][i * (6 * NL)]; }
+};
+
+// Stress step with NL relaxation mechanisms in every cell of columns
+// xa..xb, where no PML slab and no sponge strip reaches (factor 1).
+template <int NL, bool bSurf>
+ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, int xb)
+{
+    const float* m[3 * NL];
+    float* g[6 * NL];
+    for (int j = 0; j < 3 * NL; j++)
+    {
+        m[j] = v.viscoM + j;
+        asm("" : "+r"(m[j]));
+    }
+    for (int j = 0; j < 6 * NL; j++)
+    {
+        g[j] = v.viscoG + j;
+        asm("" : "+r"(g[j]));
+    }
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz;
+    const float fS = r.fS;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::StrainDerivs d;
+        ela::ElaStrainDerivs(f, i, d);
+        ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, v,
+                                      RowRecords<NL>{m, g, i});
+    }
+}
+
+using ViscoFn = void (*)(const ElaRow&, const ela::ViscoView, int, int);
+template <int... Ls>
+constexpr std::array<ViscoFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequence<int, Ls...>)
+{
+    return {{&ViscoRun<Ls + 1, false>..., &ViscoRun<Ls + 1, true>...}};
+}
+// [L - 1 + kMaxL * bSurf]; L runs from 1 to 10.
+constexpr int kMaxL = 10;
+const std::array<ViscoFn, 2 * kMaxL> kViscoRuns = ViscoTable(std::make_integer_sequence<int, kMaxL>());
+
 using RunFn = void (*)(const ElaRow&, int, int);
 using SpongeFn = void (*)(const ElaRow&, const float*, int, int, int, int, int);
 
@@ -220,17 +275,47 @@ void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
             ela::ElaCellU(s, x, y, z);
 }
 
+// The stress step of a row with relaxation mechanisms: the columns that no
+// slab or strip reaches in one loop when every one of them attenuates, the
+// rest cell by cell.
+void ViscoRow(const ela::ElaStep& s, const ElaRow& r, bool bSurf, int y, int z, int x0, int x1)
+{
+    const fd::SlabGeom& g = s.g;
+    int xa = x1 + 1, xb = x1;
+    if (s.visco.L <= kMaxL && s.bPML)
+    {
+        if (!fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z).in &&
+            !fd::RowSlab(g, fd::kAxisY, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisY, fd::kHi, y, z).in)
+            xa = std::max(x0, g.W + g.h), xb = std::min(x1, g.nx - g.W - g.h - 1);
+    }
+    else if (s.visco.L <= kMaxL)
+    {
+        const int zg = z + g.nZ0;
+        const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        if (!fd::InSponge(mRow, s.nTaper))
+            xa = std::max(x0, s.nTaper), xb = std::min(x1, g.nx - s.nTaper - 1);
+    }
+    for (int x = xa; x <= xb; x++)
+        if (!ela::IsViscoCell(s.visco, r.base + x))
+        {
+            xa = x1 + 1;
+            break;
+        }
+    if (xa > xb)
+    {
+        CellRow<true>(s, y, z, x0, x1);
+        return;
+    }
+    CellRow<true>(s, y, z, x0, xa - 1);
+    kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, xa, xb);
+    CellRow<true>(s, y, z, xb + 1, x1);
+}
+
 // One half step over the box of one row.
 template <bool bTau>
 void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
 {
     const fd::SlabGeom& g = s.g;
-    if (bTau && s.visco.L > 0)
-    {
-        // Relaxation mechanisms: the mechanism loop per cell throughout.
-        CellRow<bTau>(s, y, z, x0, x1);
-        return;
-    }
     ElaRow r;
     r.f = s.f;
     r.base = ela::ElaIndex(s.f, 0, y, z);
@@ -238,6 +323,11 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
     r.q = s.q;
     const bool bQ = bTau && s.q != nullptr;
     const bool bSurf = !s.bSuppressSV && RowUnderSurface(s.f, r.base, x0, x1);
+    if (bTau && s.visco.L > 0)
+    {
+        ViscoRow(s, r, bSurf, y, z, x0, x1);
+        return;
+    }
     if (!s.bPML)
     {
         const int zg = z + g.nZ0;
