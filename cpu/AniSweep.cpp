@@ -214,52 +214,6 @@ constexpr std::array<RunFn, sizeof...(Ms)> Table(std::integer_sequence<int, Ms..
 const std::array<RunFn, 48> kRuns[2] = {Table<false>(std::make_integer_sequence<int, 48>()),
                                         Table<true>(std::make_integer_sequence<int, 48>())};
 
-// Columns xa..xb with NL relaxation mechanisms in every cell, where no PML
-// slab and no sponge strip reaches (factor 1). GCC 12 does not vectorise
-// this loop; it still saves the 21-constant step the per-cell averages,
-// which it takes from the row's differences.
-template <bool bAni, int NL, bool bSurf>
-ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
-{
-    const ani::AniStep& s = *r.s;
-    const ela::ElaFields f = s.o.e.f;
-    const ort::OrtCoefs c = s.o.c;
-    const ani::AniCoefs c2 = s.c;
-    const float fS = s.o.e.fS;
-    const ela::ViscoView v = s.o.e.visco;
-    const fd::RowRecordTables<NL> tab(v.viscoM, v.viscoG);
-    const int64_t base = r.base;
-    const ani::rows::DiffRows& q = r.d;
-#pragma omp simd
-    for (int x = xa; x <= xb; x++)
-    {
-        const int64_t i = base + x;
-        ela::StrainDerivs d;
-        ani::AvgDerivs a;
-        if (bAni)
-            ani::rows::RowDerivs(q, x, d, a);
-        else
-            ela::ElaStrainDerivs(f, i, d);
-        ort::Ort9 k = ort::LoadOrt(c, i, fS);
-        ort::Relax6 R;
-        ort::OrtRelax<NL>(v, d, k, R, fd::RowRecords<NL>{tab, i});
-        if (bAni)
-            StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, true), 1.0f);
-        else
-            StoreRun<bSurf>(f, i, ort::OrtStress(f, i, d, k, R, true), 1.0f);
-    }
-}
-
-template <bool bAni, int... Ls>
-constexpr std::array<RunFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequence<int, Ls...>)
-{
-    return {{&ViscoRun<bAni, Ls + 1, false>..., &ViscoRun<bAni, Ls + 1, true>...}};
-}
-// [bAni][L - 1 + kMaxRowL * bSurf]
-const std::array<RunFn, 2 * fd::kMaxRowL> kViscoRuns[2] = {
-    ViscoTable<false>(std::make_integer_sequence<int, fd::kMaxRowL>()),
-    ViscoTable<true>(std::make_integer_sequence<int, fd::kMaxRowL>())};
-
 // Whether any cell of columns x0..x1 of the row at base lies directly below
 // an empty cell.
 bool RowUnderSurface(const ela::ElaFields& f, int64_t base, int x0, int x1)
@@ -288,6 +242,11 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
 {
     const ela::ElaStep& e = s.o.e;
     const fd::SlabGeom& g = e.g;
+    if (e.visco.L > 0)
+    {
+        CellRow<bAni>(s, y, z, x0, x1);
+        return;
+    }
     AniRow r;
     r.s = &s;
     r.base = ela::ElaIndex(e.f, 0, y, z);
@@ -297,42 +256,6 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
             FillRows(e.f, r.base, y, z, x0, x1, ring, r.d);
     };
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
-    if (e.visco.L > 0)
-    {
-        // Relaxation mechanisms: the columns that no slab or strip reaches
-        // in one loop when every one of them attenuates, the rest cell by
-        // cell.
-        int xa = x1 + 1, xb = x1;
-        if (e.visco.L <= fd::kMaxRowL && e.bPML)
-        {
-            if (!fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z).in &&
-                !fd::RowSlab(g, fd::kAxisY, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisY, fd::kHi, y, z).in)
-                xa = std::max(x0, g.W + g.h), xb = std::min(x1, g.nx - g.W - g.h - 1);
-        }
-        else if (e.visco.L <= fd::kMaxRowL)
-        {
-            const int zg = z + g.nZ0;
-            const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
-            if (!fd::InSponge(mRow, e.nTaper))
-                xa = std::max(x0, e.nTaper), xb = std::min(x1, g.nx - e.nTaper - 1);
-        }
-        for (int x = xa; x <= xb; x++)
-            if (!ela::IsViscoCell(e.visco, r.base + x))
-            {
-                xa = x1 + 1;
-                break;
-            }
-        if (xa > xb)
-        {
-            CellRow<bAni>(s, y, z, x0, x1);
-            return;
-        }
-        fill();
-        CellRow<bAni>(s, y, z, x0, xa - 1);
-        kViscoRuns[bAni ? 1 : 0][e.visco.L - 1 + (bSurf ? fd::kMaxRowL : 0)](r, xa, xb);
-        CellRow<bAni>(s, y, z, xb + 1, x1);
-        return;
-    }
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     if (!e.bPML)
     {

@@ -166,12 +166,37 @@ ONDEX_ROW_CLONES void TauRunSponge(const ElaRow& r, const float* taper, int nTap
     }
 }
 
+// The mechanism records of a row loop: one base pointer per constant and
+// memory variable, each made opaque to the compiler, so that it sees
+// strided accesses (which GCC vectorises) instead of interleaved groups of
+// 3L and 6L floats (which GCC 12 does not).
+template <int NL>
+struct RowRecords
+{
+    const float* const* m;   // [3 NL]: constant k of mechanism l at m[3l + k][i * 3NL]
+    float* const* g;         // [6 NL]: memory variable k of mechanism l at g[6l + k][i * 6NL]
+    int64_t i;
+    float M(int l, int k) const { return m[3 * l + k][i * (3 * NL)]; }
+    float& G(int l, int k) const { return g[6 * l + k][i * (6 * NL)]; }
+};
+
 // Stress step with NL relaxation mechanisms in every cell of columns
 // xa..xb, where no PML slab and no sponge strip reaches (factor 1).
 template <int NL, bool bSurf>
 ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, int xb)
 {
-    const fd::RowRecordTables<NL> tab(v.viscoM, v.viscoG);
+    const float* m[3 * NL];
+    float* g[6 * NL];
+    for (int j = 0; j < 3 * NL; j++)
+    {
+        m[j] = v.viscoM + j;
+        asm("" : "+r"(m[j]));
+    }
+    for (int j = 0; j < 6 * NL; j++)
+    {
+        g[j] = v.viscoG + j;
+        asm("" : "+r"(g[j]));
+    }
     const ElaFields f = r.f;
     const int64_t base = r.base, sz = f.sz;
     const float fS = r.fS;
@@ -182,7 +207,7 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
         ela::StrainDerivs d;
         ela::ElaStrainDerivs(f, i, d);
         ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, v,
-                                      fd::RowRecords<NL>{tab, i});
+                                      RowRecords<NL>{m, g, i});
     }
 }
 
@@ -192,8 +217,8 @@ constexpr std::array<ViscoFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequenc
 {
     return {{&ViscoRun<Ls + 1, false>..., &ViscoRun<Ls + 1, true>...}};
 }
-// [L - 1 + kMaxL * bSurf]
-constexpr int kMaxL = fd::kMaxRowL;
+// [L - 1 + kMaxL * bSurf]; L runs from 1 to 10.
+constexpr int kMaxL = 10;
 const std::array<ViscoFn, 2 * kMaxL> kViscoRuns = ViscoTable(std::make_integer_sequence<int, kMaxL>());
 
 using RunFn = void (*)(const ElaRow&, int, int);

@@ -3,7 +3,6 @@
 // their row loops and the cutting of a row into runs of one region kind.
 
 #include <algorithm>
-#include <cstdint>
 
 // The row loops are built for AVX2 and for the baseline, and the loader picks
 // one by the processor; the arithmetic is the same on both, as contraction
@@ -26,44 +25,6 @@ enum RowRegion
     X_LO = 1,
     X_HI = 2
 };
-
-// The mechanism records of a row loop with NL relaxation mechanisms: one
-// base pointer per constant and memory variable, each made opaque to the
-// compiler, so that it sees strided accesses (which GCC vectorises) instead
-// of the cell-major groups of 3L and 6L floats (which GCC 12 does not).
-template <int NL>
-struct RowRecordTables
-{
-    const float* m[3 * NL];   // constant k of mechanism l at m[3l + k][i * 3NL]
-    float* g[6 * NL];         // memory variable k of mechanism l at g[6l + k][i * 6NL]
-    RowRecordTables(const float* viscoM, float* viscoG)
-    {
-        for (int j = 0; j < 3 * NL; j++)
-        {
-            m[j] = viscoM + j;
-            asm("" : "+r"(m[j]));
-        }
-        for (int j = 0; j < 6 * NL; j++)
-        {
-            g[j] = viscoG + j;
-            asm("" : "+r"(g[j]));
-        }
-    }
-};
-
-// The accessor of one cell i through those tables (ela::CellRecords is the
-// plain one of the per-cell kernels).
-template <int NL>
-struct RowRecords
-{
-    const RowRecordTables<NL>& t;
-    int64_t i;
-    float M(int l, int k) const { return t.m[3 * l + k][i * (3 * NL)]; }
-    float& G(int l, int k) const { return t.g[6 * l + k][i * (6 * NL)]; }
-};
-
-// Number of mechanisms with a row loop of their own (1 to kMaxRowL).
-constexpr int kMaxRowL = 10;
 
 // Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
 // hands every non-empty run to fn.
