@@ -17,10 +17,16 @@
 // Each size is timed over the whole grid ("all") and over the box inside
 // the PML slabs only ("inner").
 //
-// Usage: bench_aniso [n | nxXnyXnz ...]   (default 150). Each figure is the
-// best of three batches, read against the triad run beside them.
+// With -visco every cell has L = 3 relaxation mechanisms (Q 50): the stress
+// sweep also reads the 3L mechanism constants and reads and writes the 6L
+// memory variables, 180 bytes more (328 and 376 in all).
+//
+// Usage: bench_aniso [-visco] [n | nxXnyXnz ...]   (default 150). Each
+// figure is the best of three batches, read against the triad run beside
+// them.
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <mpi.h>
@@ -35,13 +41,13 @@ namespace
 // A homogeneous tilted medium (vp 2000, vs 1000 m/s, eps 0.2, delta 0.1,
 // gamma 0.1, tilt 30, azimuth 20): the velocities turned into the
 // stiffness of the method.
-std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g)
+std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g, int nViscoL)
 {
     const bool b104 = app.m_Type == 104;
     const float k[5] = {0.2f, 0.1f, 0.1f, 20.0f, 30.0f};   // eps, delta, gamma, phi, tilt
     for (int i = 0; i < 5; i++)
         app.m_fAnisConst[i] = k[i];
-    std::unique_ptr<CCalc3D_OMP> e = bench::MakeGridEngine(app, g, b104 ? 3 : 2, b104 ? 19 : 21, b104 ? 23 : 26);
+    std::unique_ptr<CCalc3D_OMP> e = bench::MakeGridEngine(app, g, b104 ? 3 : 2, b104 ? 19 : 21, b104 ? 23 : 26, nViscoL);
     if (!e)
         return nullptr;
     const double r = e->m_dt / e->m_dx;
@@ -73,15 +79,19 @@ int main(int argc, char** argv)
     MPI_Init(&argc, &argv);
     g_nSize = 2;   // keep the engine's log lines off the console
     g_nNode = 1;
+    bool bVisco = false;
+    for (int i = 1; i < argc; i++)
+        bVisco = bVisco || std::string(argv[i]) == "-visco";
     std::vector<bench::Shape> sizes;
     if (!bench::ParseShapes(argc, argv, 24, sizes))
     {
-        std::printf("usage: %s [n | nxXnyXnz ...]   (grid sizes, default 150)\n", argv[0]);
+        std::printf("usage: %s [-visco] [n | nxXnyXnz ...]   (grid sizes, default 150)\n", argv[0]);
         MPI_Finalize();
         return 2;
     }
     if (sizes.empty())
         sizes = {{150, 150, 150}};
+    std::printf("%s\n", bVisco ? "3 relaxation mechanisms (Q 50)" : "no attenuation");
     bench::PrintHead();
     for (int nMethod : {103, 104})
         for (const bench::Shape& n : sizes)
@@ -89,7 +99,7 @@ int main(int argc, char** argv)
             COndexApp app;
             app.m_Type = nMethod;
             app.m_nHostMemoryGB = 1024;
-            std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n);
+            std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n, bVisco ? 3 : 0);
             char szWhat[48];
             std::snprintf(szWhat, sizeof(szWhat), "%d %dx%dx%d", nMethod, n.nx, n.ny, n.nz);
             if (!e)
@@ -99,7 +109,8 @@ int main(int argc, char** argv)
             }
             const int h = e->m_nHalo;
             const double cells = (double)(n.nx - 2 * h) * (n.ny - 2 * h) * (n.nz - 2 * h);
-            const double base = nMethod == 103 ? 148.0 : 196.0, slab = nMethod == 103 ? 80.0 : 152.0;
+            const double base = (nMethod == 103 ? 148.0 : 196.0) + (bVisco ? 180.0 : 0.0);
+            const double slab = nMethod == 103 ? 80.0 : 152.0;
             const double bytesPerCell = (base * cells + slab * bench::SlabSideCells(*e)) / cells;
             for (int nInner = 0; nInner < (bench::HasInner(*e) ? 2 : 1); nInner++)
                 for (int nThreads : bench::ThreadCounts())
