@@ -1,7 +1,6 @@
 #include "bench_grid.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <random>
 
@@ -62,10 +61,7 @@ std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int 
     }
     if (e->m_bPML && e->InitPMLProfile() != 0)
         return nullptr;
-    // The sponge factors, as the model assembly fills them.
-    const int nTaperMax = (int)(sizeof(e->m_fTaper) / sizeof(e->m_fTaper[0]));
-    for (int i = 0; i < nTaperMax; i++)
-        e->m_fTaper[i] = i > 0 && i < nTaper ? (float)std::exp(-0.18 * (nTaper - i) * (nTaper - i) * (float)e->m_dt) : 0.0f;
+    e->FillTaper();
     std::mt19937 rng(1);
     std::uniform_real_distribution<float> d(-1e-3f, 1e-3f);
     for (size_t i = 0; i < cells; i++)

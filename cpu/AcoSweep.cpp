@@ -144,8 +144,7 @@ void AcoRow1(const fd::AcoStep& s, int y, int z, int x0, int x1)
     const int64_t base = fd::CellIndex(g, 0, y, z);
     if (!s.bPML)
     {
-        const int zg = z + g.nZ0;
-        const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        const int mRow = fd::RowFaceDistance(g, y, z);
         if (fd::InSponge(mRow, s.nTaper))
             AcoRunSponge<bTau>(s.f, base, s.taper, s.nTaper, mRow, g.nx, x0, x1);
         else

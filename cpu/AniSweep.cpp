@@ -91,7 +91,6 @@ ONDEX_HD void SidePml(const RowSide& r, int64_t k, float& d0, float& d1, float& 
             a.v[axis][j] = fd::Cpml(a.v[axis][j], r.psiA[j][k], j < 3 ? aP : aM, j < 3 ? bP : bM);
 }
 
-
 // The stresses of a cell from the laws' full form (bFull true): below the
 // surface (bSurf) the old Txz and Tyz where the cell above is empty, as
 // the laws themselves would keep them; then the sponge and the store.
@@ -259,8 +258,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     if (!e.bPML)
     {
-        const int zg = z + g.nZ0;
-        r.mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        r.mRow = fd::RowFaceDistance(g, y, z);
         const int nCase = bSurf ? 12 : 0;
         auto run = [&](int xa, int xb) {
             const bool bIn = fd::InSponge(std::min(r.mRow, std::min(xa, g.nx - 1 - xa)), e.nTaper);

@@ -290,8 +290,7 @@ void ViscoRow(const ela::ElaStep& s, const ElaRow& r, bool bSurf, int y, int z, 
     }
     else if (s.visco.L <= kMaxL)
     {
-        const int zg = z + g.nZ0;
-        const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        const int mRow = fd::RowFaceDistance(g, y, z);
         if (!fd::InSponge(mRow, s.nTaper))
             xa = std::max(x0, s.nTaper), xb = std::min(x1, g.nx - s.nTaper - 1);
     }
@@ -330,8 +329,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
     }
     if (!s.bPML)
     {
-        const int zg = z + g.nZ0;
-        const int mRow = std::max(0, std::min(std::min(y, g.ny - 1 - y), std::min(zg, g.nZAll - 1 - zg)));
+        const int mRow = fd::RowFaceDistance(g, y, z);
         const int nCase = (bSurf ? 1 : 0) + (bQ ? 2 : 0);
         auto run = [&](int xa, int xb) {
             if (fd::InSponge(std::min(mRow, std::min(xa, g.nx - 1 - xa)), s.nTaper))

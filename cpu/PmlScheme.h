@@ -120,6 +120,18 @@ ONDEX_HD float PmlAxis(float d, float* const psi[2], const PmlProfiles& p, int a
     return d;
 }
 
+// Distance of row (y, z) to the nearest outer face of the whole model in y
+// and z (x left out), never below 0: the sponge runs add x per column.
+ONDEX_HD int RowFaceDistance(const SlabGeom& g, int y, int z)
+{
+    const int zg = z + g.nZ0;
+    int m = y;
+    if (g.ny - 1 - y < m) m = g.ny - 1 - y;
+    if (zg < m) m = zg;
+    if (g.nZAll - 1 - zg < m) m = g.nZAll - 1 - zg;
+    return m > 0 ? m : 0;
+}
+
 // Sponge factor of a cell: the taper at the distance to the nearest outer
 // face of the whole model, 1 outside the strip.
 ONDEX_HD float SpongeOfCell(const SlabGeom& g, const float* taper, int nTaper, int x, int y, int z)

@@ -91,6 +91,8 @@ public:
     int MakeSurface();
     int MakeSurfaceBottomDistributed();
     int InitPMLProfile();
+    // The sponge factors m_fTaper of m_nTaper and m_dt (filled by InitModel).
+    void FillTaper();
     int ValidateSurveyGeometryShared();
     int ValidateSurveyGeometryDistributed();
 

@@ -141,15 +141,7 @@ int CCalc3D::InitModel()
     }
 
     // 7. Sponge factors, used by the schemes when the PML is off.
-    const int nTaperMax = (int)(sizeof(m_fTaper) / sizeof(m_fTaper[0]));
-    const double dtf = (float)m_dt;
-    for (int i = 0; i < nTaperMax; i++)
-        m_fTaper[i] = 0.0f;
-    for (int i = 1; i < m_nTaper && i < nTaperMax; i++)
-    {
-        const double d = m_nTaper - i;
-        m_fTaper[i] = (float)exp(-0.18 * d * d * dtf);
-    }
+    FillTaper();
 
     // 8. Step ratio and the two scalings.
     const double r = (1.0 / m_dx) * m_dt;
@@ -213,4 +205,17 @@ int CCalc3D::InitModel()
         }
     }
     return 0;
+}
+
+void CCalc3D::FillTaper()
+{
+    const int nTaperMax = (int)(sizeof(m_fTaper) / sizeof(m_fTaper[0]));
+    const double dtf = (float)m_dt;
+    for (int i = 0; i < nTaperMax; i++)
+        m_fTaper[i] = 0.0f;
+    for (int i = 1; i < m_nTaper && i < nTaperMax; i++)
+    {
+        const double d = m_nTaper - i;
+        m_fTaper[i] = (float)exp(-0.18 * d * d * dtf);
+    }
 }
