@@ -9,8 +9,8 @@
 // such cells take the loop with a select per cell. Every run is a straight
 // loop over the functions a per-cell kernel calls, in the same order, so
 // each cell gets the bits of ElaCellU / ElaCellTau. Rows where both sides of
-// one axis reach the same cell, and stress rows with relaxation mechanisms,
-// take the per-cell path.
+// one axis reach the same cell, and stress rows with relaxation mechanisms
+// in which some cell does not attenuate, take the per-cell path.
 //
 // This file knows nothing of the engine object, so that it can be built a
 // second time for another instruction set and compared bit for bit.
@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -50,6 +51,8 @@ struct ElaRow
     RowSide z, y, x;
     float fS;
     const float* q;
+    float* buf;   // rows with mechanisms: kBufRows rows of nb floats, column x at x
+    int64_t nb;
 };
 
 RowSide Side(const ela::ElaStep& s, bool bTau, int axis, int side, int64_t off)
@@ -106,6 +109,21 @@ ONDEX_ROW_CLONES void VelRun(const ElaRow& r, int xa, int xb)
     }
 }
 
+// The nine strain derivatives of cell i (column x) with the PML updates of
+// the row's slabs: z, then y, then x, as the per-cell kernel orders them.
+template <int ZY, int XK>
+ONDEX_HD void RowStrains(const ElaFields& f, const RowSide& rz, const RowSide& ry, const RowSide& rx, int64_t i,
+                         int x, ela::StrainDerivs& d)
+{
+    ela::ElaStrainDerivs(f, i, d);
+    if (ZY & R_Z)
+        SidePml(rz, rz.off + x, d.ez, d.b1, d.c1);
+    if (ZY & R_Y)
+        SidePml(ry, ry.off + x, d.ey, d.a1, d.c2);
+    if (XK != X_NONE)
+        SidePml(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2);
+}
+
 template <int ZY, int XK, bool bSurf, bool bQ>
 ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
 {
@@ -119,14 +137,47 @@ ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        ela::ElaStrainDerivs(f, i, d);
-        if (ZY & R_Z)
-            SidePml(rz, rz.off + x, d.ez, d.b1, d.c1);
-        if (ZY & R_Y)
-            SidePml(ry, ry.off + x, d.ey, d.a1, d.c2);
-        if (XK != X_NONE)
-            SidePml(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2);
+        RowStrains<ZY, XK>(f, rz, ry, rx, i, x, d);
         ela::ElaUpdateTau<false, bQ>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, q);
+    }
+}
+
+// Rows with relaxation mechanisms go in two passes: the strains (with the
+// PML) and the sponge factor of each column into the row buffer, then the
+// mechanism update from there. The second pass is the heavy one, and one
+// loop per number of mechanisms serves every region kind of the first.
+enum
+{
+    kBufEx, kBufEy, kBufEz, kBufA1, kBufA2, kBufB1, kBufB2, kBufC1, kBufC2, kBufT, kBufRows
+};
+
+ONDEX_HD void StoreStrains(float* buf, int64_t nb, int x, const ela::StrainDerivs& d, float t)
+{
+    buf[kBufEx * nb + x] = d.ex;
+    buf[kBufEy * nb + x] = d.ey;
+    buf[kBufEz * nb + x] = d.ez;
+    buf[kBufA1 * nb + x] = d.a1;
+    buf[kBufA2 * nb + x] = d.a2;
+    buf[kBufB1 * nb + x] = d.b1;
+    buf[kBufB2 * nb + x] = d.b2;
+    buf[kBufC1 * nb + x] = d.c1;
+    buf[kBufC2 * nb + x] = d.c2;
+    buf[kBufT * nb + x] = t;
+}
+
+template <int ZY, int XK>
+ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, nb = r.nb;
+    const RowSide rz = r.z, ry = r.y, rx = r.x;
+    float* const buf = r.buf;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        ela::StrainDerivs d;
+        RowStrains<ZY, XK>(f, rz, ry, rx, base + x, x, d);
+        StoreStrains(buf, nb, x, d, 1.0f);
     }
 }
 
@@ -166,6 +217,20 @@ ONDEX_ROW_CLONES void TauRunSponge(const ElaRow& r, const float* taper, int nTap
     }
 }
 
+ONDEX_ROW_CLONES void StrainRunSponge(const ElaRow& r, const float* taper, int nTaper, int mRow, int nx, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, nb = r.nb;
+    float* const buf = r.buf;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        ela::StrainDerivs d;
+        ela::ElaStrainDerivs(f, base + x, d);
+        StoreStrains(buf, nb, x, d, fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))));
+    }
+}
+
 // The mechanism records of a row loop: one base pointer per constant and
 // memory variable, each made opaque to the compiler, so that it sees
 // strided accesses (which GCC vectorises) instead of interleaved groups of
@@ -181,7 +246,7 @@ struct RowRecords
 };
 
 // Stress step with NL relaxation mechanisms in every cell of columns
-// xa..xb, where no PML slab and no sponge strip reaches (factor 1).
+// xa..xb, from the strains and factors in the row buffer.
 template <int NL, bool bSurf>
 ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, int xb)
 {
@@ -198,15 +263,24 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
         asm("" : "+r"(g[j]));
     }
     const ElaFields f = r.f;
-    const int64_t base = r.base, sz = f.sz;
+    const int64_t base = r.base, sz = f.sz, nb = r.nb;
+    const float* const buf = r.buf;
     const float fS = r.fS;
 #pragma omp simd
     for (int x = xa; x <= xb; x++)
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        ela::ElaStrainDerivs(f, i, d);
-        ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, v,
+        d.ex = buf[kBufEx * nb + x];
+        d.ey = buf[kBufEy * nb + x];
+        d.ez = buf[kBufEz * nb + x];
+        d.a1 = buf[kBufA1 * nb + x];
+        d.a2 = buf[kBufA2 * nb + x];
+        d.b1 = buf[kBufB1 * nb + x];
+        d.b2 = buf[kBufB2 * nb + x];
+        d.c1 = buf[kBufC1 * nb + x];
+        d.c2 = buf[kBufC2 * nb + x];
+        ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], v,
                                       RowRecords<NL>{m, g, i});
     }
 }
@@ -248,6 +322,13 @@ constexpr std::array<RunFn, sizeof...(Ms)> TauTable(std::integer_sequence<int, M
 
 const std::array<RunFn, 24> kVelRuns = VelTable(std::make_integer_sequence<int, 24>());
 const std::array<RunFn, 48> kTauRuns = TauTable(std::make_integer_sequence<int, 48>());
+// [ZY + 4*XK]
+template <int... Ms>
+constexpr std::array<RunFn, sizeof...(Ms)> StrainTable(std::integer_sequence<int, Ms...>)
+{
+    return {{&StrainRun<Ms % 4, Ms / 4>...}};
+}
+const std::array<RunFn, 12> kStrainRuns = StrainTable(std::make_integer_sequence<int, 12>());
 // [bSurf + 2*bQ]
 const SpongeFn kVelSponge[2] = {&VelRunSponge<false>, &VelRunSponge<true>};
 const SpongeFn kTauSponge[4] = {&TauRunSponge<false, false>, &TauRunSponge<true, false>,
@@ -275,42 +356,29 @@ void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
             ela::ElaCellU(s, x, y, z);
 }
 
-// The stress step of a row with relaxation mechanisms: the columns that no
-// slab or strip reaches in one loop when every one of them attenuates, the
-// rest cell by cell.
-void ViscoRow(const ela::ElaStep& s, const ElaRow& r, bool bSurf, int y, int z, int x0, int x1)
+// Whether a stress row with mechanisms can take the row loops: L within the
+// tables and every cell of it attenuating (else cell by cell).
+bool ViscoRowLoops(const ela::ViscoView& v, int64_t base, int x0, int x1)
 {
-    const fd::SlabGeom& g = s.g;
-    int xa = x1 + 1, xb = x1;
-    if (s.visco.L <= kMaxL && s.bPML)
-    {
-        if (!fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z).in &&
-            !fd::RowSlab(g, fd::kAxisY, fd::kLo, y, z).in && !fd::RowSlab(g, fd::kAxisY, fd::kHi, y, z).in)
-            xa = std::max(x0, g.W + g.h), xb = std::min(x1, g.nx - g.W - g.h - 1);
-    }
-    else if (s.visco.L <= kMaxL)
-    {
-        const int mRow = fd::RowFaceDistance(g, y, z);
-        if (!fd::InSponge(mRow, s.nTaper))
-            xa = std::max(x0, s.nTaper), xb = std::min(x1, g.nx - s.nTaper - 1);
-    }
-    for (int x = xa; x <= xb; x++)
-        if (!ela::IsViscoCell(s.visco, r.base + x))
-        {
-            xa = x1 + 1;
-            break;
-        }
-    if (xa > xb)
-    {
-        CellRow<true>(s, y, z, x0, x1);
-        return;
-    }
-    CellRow<true>(s, y, z, x0, xa - 1);
-    kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, xa, xb);
-    CellRow<true>(s, y, z, xb + 1, x1);
+    if (v.L > kMaxL)
+        return false;
+    for (int x = x0; x <= x1; x++)
+        if (!ela::IsViscoCell(v, base + x))
+            return false;
+    return true;
 }
 
-// One half step over the box of one row.
+// The row buffer of this thread, at least n floats.
+float* RowBuffer(size_t n)
+{
+    static thread_local std::vector<float> buf;
+    if (buf.size() < n)
+        buf.resize(n);
+    return buf.data();
+}
+
+// One half step over the box of one row. A stress row with mechanisms
+// runs its region kinds into the row buffer, then the mechanism loop.
 template <bool bTau>
 void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
 {
@@ -322,26 +390,36 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
     r.q = s.q;
     const bool bQ = bTau && s.q != nullptr;
     const bool bSurf = !s.bSuppressSV && RowUnderSurface(s.f, r.base, x0, x1);
-    if (bTau && s.visco.L > 0)
+    const bool bVisco = bTau && s.visco.L > 0;
+    if (bVisco)
     {
-        ViscoRow(s, r, bSurf, y, z, x0, x1);
-        return;
+        if (!ViscoRowLoops(s.visco, r.base, x0, x1))
+        {
+            CellRow<true>(s, y, z, x0, x1);
+            return;
+        }
+        r.nb = g.nx;
+        r.buf = RowBuffer((size_t)kBufRows * g.nx);
     }
     if (!s.bPML)
     {
         const int mRow = fd::RowFaceDistance(g, y, z);
         const int nCase = (bSurf ? 1 : 0) + (bQ ? 2 : 0);
         auto run = [&](int xa, int xb) {
-            if (fd::InSponge(std::min(mRow, std::min(xa, g.nx - 1 - xa)), s.nTaper))
+            if (bVisco)
+                StrainRunSponge(r, s.taper, s.nTaper, mRow, g.nx, xa, xb);
+            else if (fd::InSponge(std::min(mRow, std::min(xa, g.nx - 1 - xa)), s.nTaper))
                 bTau ? kTauSponge[nCase](r, s.taper, s.nTaper, mRow, g.nx, xa, xb)
                      : kVelSponge[nCase & 1](r, s.taper, s.nTaper, mRow, g.nx, xa, xb);
             else
                 bTau ? kTauRuns[12 * nCase](r, xa, xb) : kVelRuns[12 * (nCase & 1)](r, xa, xb);
         };
-        if (fd::InSponge(mRow, s.nTaper))
+        if (fd::InSponge(mRow, s.nTaper) || bVisco)
             run(x0, x1);
         else
             fd::ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, run);
+        if (bVisco)
+            kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, x0, x1);
         return;
     }
     const fd::SlabRow zlo = fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z), zhi = fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z);
@@ -375,8 +453,13 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
             xk = X_HI;
             r.x = Side(s, bTau, fd::kAxisX, fd::kHi, fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z).off);
         }
-        bTau ? kTauRuns[nCase + 4 * xk](r, xa, xb) : kVelRuns[nCase + 4 * xk](r, xa, xb);
+        if (bVisco)
+            kStrainRuns[nCase % 4 + 4 * xk](r, xa, xb);
+        else
+            bTau ? kTauRuns[nCase + 4 * xk](r, xa, xb) : kVelRuns[nCase + 4 * xk](r, xa, xb);
     });
+    if (bVisco)
+        kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, x0, x1);
 }
 
 // The rows of all planes are shared among the threads, so that a thin band
