@@ -214,7 +214,7 @@ ONDEX_HD void AniCellTau(const AniStep& s, int x, int y, int z)
     ort::Ort9 k = ort::LoadOrt(s.o.c, i, e.fS);
     ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     if (ela::IsViscoCell(e.visco, i))
-        ort::OrtRelax(e.visco, i, d, k, R);
+        ort::OrtRelax(e.visco, d, k, R, ela::CellRecords::Of(e.visco, i));
     ort::StoreTau(e.f, i, AniStress(e.f, i, d, k, R, s.c, Gather(a), e.fS, bFull), t);
 }
 

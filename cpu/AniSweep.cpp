@@ -9,7 +9,8 @@
 // order, so each cell gets the bits of OrtCellTau / AniCellTau (a PML or
 // sponge factor the cell does not have would change nothing either). Rows
 // where both sides of one axis reach the same cell, and rows with
-// relaxation mechanisms, take the per-cell path.
+// relaxation mechanisms in which some cell does not attenuate, take the
+// per-cell path.
 //
 // The 21-constant runs read their differences from rows computed once per
 // row of cells (AniRowDiffs.h), kept in a ring per thread so that the next
@@ -55,6 +56,8 @@ struct AniRow
     RowSide z, y, x;
     int mRow;       // face distance of the row without x (sponge)
     ani::rows::DiffRows d;   // 21-constant step: the row's differences
+    float* buf;     // rows with mechanisms: the strains, kBuf* rows of nb floats
+    int64_t nb;
 };
 
 RowSide Side(const ani::AniStep& s, int axis, int side, int64_t off)
@@ -106,9 +109,74 @@ ONDEX_HD void StoreRun(const ela::ElaFields& f, int64_t i, ort::Tau6 t, float s)
     ort::StoreTau(f, i, t, s);
 }
 
+// Rows with relaxation mechanisms go in two passes: the region kinds store
+// each column's strains after the PML (for the 21-constant step also the
+// averaged strains at the stress nodes) and its sponge factor in the row
+// buffer; then one loop per number of mechanisms relaxes the constants and
+// updates the stresses from there.
+enum
+{
+    kBufD = 0,      // the nine strains, in StrainDerivs order
+    kBufT = 9,      // the sponge factor
+    kBufN = 10,     // the 18 node strains, in NodeStrains order
+    kBufOrt = 10,   // rows used by the orthorhombic step
+    kBufAni = 28
+};
+
+template <bool bAni>
+ONDEX_HD void StoreStrains(float* q, int64_t nb, int x, const ela::StrainDerivs& d, const ani::AvgDerivs& a, float t)
+{
+    const float v[kBufT + 1] = {d.ex, d.a2, d.b2, d.ey, d.a1, d.c2, d.ez, d.b1, d.c1, t};
+#pragma GCC unroll 10
+    for (int j = 0; j <= kBufT; j++)
+        q[j * nb + x] = v[j];
+    if (bAni)
+    {
+        const ani::NodeStrains n = ani::Gather(a);
+        const float w[kBufAni - kBufN] = {n.nEyz,  n.nExz,  n.nExy,  n.xyE[0], n.xyE[1], n.xyE[2],
+                                          n.xyEyz, n.xyExz, n.xzE[0], n.xzE[1], n.xzE[2], n.xzEyz,
+                                          n.xzExy, n.yzE[0], n.yzE[1], n.yzE[2], n.yzExz,  n.yzExy};
+#pragma GCC unroll 18
+        for (int j = 0; j < kBufAni - kBufN; j++)
+            q[(kBufN + j) * nb + x] = w[j];
+    }
+}
+
+ONDEX_HD void LoadStrains(const float* q, int64_t nb, int x, ela::StrainDerivs& d)
+{
+    d = {q[0 * nb + x], q[1 * nb + x], q[2 * nb + x], q[3 * nb + x], q[4 * nb + x],
+         q[5 * nb + x], q[6 * nb + x], q[7 * nb + x], q[8 * nb + x]};
+}
+
+ONDEX_HD ani::NodeStrains LoadNode(const float* q, int64_t nb, int x)
+{
+    const float* p = q + kBufN * nb + x;
+    ani::NodeStrains n;
+    n.nEyz = p[0];
+    n.nExz = p[nb];
+    n.nExy = p[2 * nb];
+    n.xyE[0] = p[3 * nb];
+    n.xyE[1] = p[4 * nb];
+    n.xyE[2] = p[5 * nb];
+    n.xyEyz = p[6 * nb];
+    n.xyExz = p[7 * nb];
+    n.xzE[0] = p[8 * nb];
+    n.xzE[1] = p[9 * nb];
+    n.xzE[2] = p[10 * nb];
+    n.xzEyz = p[11 * nb];
+    n.xzExy = p[12 * nb];
+    n.yzE[0] = p[13 * nb];
+    n.yzE[1] = p[14 * nb];
+    n.yzE[2] = p[15 * nb];
+    n.yzExz = p[16 * nb];
+    n.yzExy = p[17 * nb];
+    return n;
+}
+
 // Columns xa..xb of one region kind: ZY the row's slabs, XK the x slab,
-// bSurf the per-cell surface select, bSponge the sponge factor per cell.
-template <bool bAni, int ZY, int XK, bool bSurf, bool bSponge>
+// bSurf the per-cell surface select, bSponge the sponge factor per cell;
+// bBuf stores the strains for the mechanism loop instead of the stresses.
+template <bool bAni, int ZY, int XK, bool bSurf, bool bSponge, bool bBuf = false>
 ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
 {
     const ani::AniStep& s = *r.s;
@@ -118,7 +186,8 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
     const float fS = s.o.e.fS;
     const float* const taper = s.o.e.taper;
     const int nTaper = s.o.e.nTaper, nx = s.o.e.g.nx, mRow = r.mRow;
-    const int64_t base = r.base;
+    const int64_t base = r.base, nb = r.nb;
+    float* const buf = r.buf;
     const RowSide rz = r.z, ry = r.y, rx = r.x;
     const ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     const ani::rows::DiffRows& q = r.d;
@@ -139,9 +208,47 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
         if (XK != X_NONE)
             SidePml<bAni, fd::kAxisX>(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2, a);
         const float t = bSponge ? fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))) : 1.0f;
-        const ort::Ort9 k = ort::LoadOrt(c, i, fS);
+        if (bBuf)
+            StoreStrains<bAni>(buf, nb, x, d, a, t);
+        else
+        {
+            const ort::Ort9 k = ort::LoadOrt(c, i, fS);
+            if (bAni)
+                StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, true), t);
+            else
+                StoreRun<bSurf>(f, i, ort::OrtStress(f, i, d, k, R, true), t);
+        }
+    }
+}
+
+// Stresses with NL relaxation mechanisms in every cell of columns xa..xb,
+// from the strains and factors in the row buffer.
+template <bool bAni, int NL, bool bSurf>
+ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
+{
+    const ani::AniStep& s = *r.s;
+    const ela::ElaFields f = s.o.e.f;
+    const ort::OrtCoefs c = s.o.c;
+    const ani::AniCoefs c2 = s.c;
+    const float fS = s.o.e.fS;
+    const ela::ViscoView v = s.o.e.visco;
+    const float* m[3 * NL];
+    float* g[6 * NL];
+    fd::OpaqueRecordTables<NL>(v.viscoM, v.viscoG, m, g);
+    const int64_t base = r.base, nb = r.nb;
+    const float* const buf = r.buf;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::StrainDerivs d;
+        LoadStrains(buf, nb, x, d);
+        ort::Ort9 k = ort::LoadOrt(c, i, fS);
+        ort::Relax6 R;
+        ort::OrtRelax<NL>(v, d, k, R, fd::RowRecords<NL>{m, g, i});
+        const float t = buf[kBufT * nb + x];
         if (bAni)
-            StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, ani::Gather(a), fS, true), t);
+            StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, LoadNode(buf, nb, x), fS, true), t);
         else
             StoreRun<bSurf>(f, i, ort::OrtStress(f, i, d, k, R, true), t);
     }
@@ -154,6 +261,7 @@ struct Ring
     std::vector<float> buf;
     int64_t s = 0;
     int y = -1, z = -1;
+    std::vector<float> strains;   // the row buffer of rows with mechanisms
 };
 
 // One row of differences of a group: the D- of the group's velocity along
@@ -213,6 +321,33 @@ constexpr std::array<RunFn, sizeof...(Ms)> Table(std::integer_sequence<int, Ms..
 const std::array<RunFn, 48> kRuns[2] = {Table<false>(std::make_integer_sequence<int, 48>()),
                                         Table<true>(std::make_integer_sequence<int, 48>())};
 
+// The first pass of rows with mechanisms, by ZY + 4*XK + 12*bSponge.
+template <bool bAni, int M>
+void BufCase(const AniRow& r, int a, int b)
+{
+    TauRun<bAni, M % 4, (M / 4) % 3, false, M / 12 != 0, true>(r, a, b);
+}
+
+template <bool bAni, int... Ms>
+constexpr std::array<RunFn, sizeof...(Ms)> BufTable(std::integer_sequence<int, Ms...>)
+{
+    return {{&BufCase<bAni, Ms>...}};
+}
+
+const std::array<RunFn, 24> kBufRuns[2] = {BufTable<false>(std::make_integer_sequence<int, 24>()),
+                                           BufTable<true>(std::make_integer_sequence<int, 24>())};
+
+// The second pass, by L - 1 + kMaxRowL * bSurf.
+template <bool bAni, int... Ls>
+constexpr std::array<RunFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequence<int, Ls...>)
+{
+    return {{&ViscoRun<bAni, Ls + 1, false>..., &ViscoRun<bAni, Ls + 1, true>...}};
+}
+
+const std::array<RunFn, 2 * fd::kMaxRowL> kViscoRuns[2] = {
+    ViscoTable<false>(std::make_integer_sequence<int, fd::kMaxRowL>()),
+    ViscoTable<true>(std::make_integer_sequence<int, fd::kMaxRowL>())};
+
 // Whether any cell of columns x0..x1 of the row at base lies directly below
 // an empty cell.
 bool RowUnderSurface(const ela::ElaFields& f, int64_t base, int x0, int x1)
@@ -241,14 +376,28 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
 {
     const ela::ElaStep& e = s.o.e;
     const fd::SlabGeom& g = e.g;
-    if (e.visco.L > 0)
-    {
-        CellRow<bAni>(s, y, z, x0, x1);
-        return;
-    }
     AniRow r;
     r.s = &s;
     r.base = ela::ElaIndex(e.f, 0, y, z);
+    // Mechanisms: the row loops when L is within their tables and every
+    // cell attenuates, else cell by cell.
+    const bool bVisco = e.visco.L > 0;
+    if (bVisco)
+    {
+        bool bLoops = e.visco.L <= fd::kMaxRowL;
+        for (int x = x0; x <= x1 && bLoops; x++)
+            bLoops = ela::IsViscoCell(e.visco, r.base + x);
+        if (!bLoops)
+        {
+            CellRow<bAni>(s, y, z, x0, x1);
+            return;
+        }
+        r.nb = g.nx;
+        const size_t n = (size_t)(bAni ? kBufAni : kBufOrt) * g.nx;
+        if (ring.strains.size() < n)
+            ring.strains.resize(n);
+        r.buf = ring.strains.data();
+    }
     // Once the row is known to take the runs.
     auto fill = [&]() {
         if (bAni)
@@ -256,19 +405,28 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     };
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
+    const std::array<RunFn, 24>& bufRuns = kBufRuns[bAni ? 1 : 0];
+    auto relax = [&]() {
+        if (bVisco)
+            kViscoRuns[bAni ? 1 : 0][e.visco.L - 1 + (bSurf ? fd::kMaxRowL : 0)](r, x0, x1);
+    };
     if (!e.bPML)
     {
         r.mRow = fd::RowFaceDistance(g, y, z);
         const int nCase = bSurf ? 12 : 0;
         auto run = [&](int xa, int xb) {
             const bool bIn = fd::InSponge(std::min(r.mRow, std::min(xa, g.nx - 1 - xa)), e.nTaper);
-            runs[nCase + (bIn ? 24 : 0)](r, xa, xb);
+            if (bVisco)
+                bufRuns[bIn ? 12 : 0](r, xa, xb);
+            else
+                runs[nCase + (bIn ? 24 : 0)](r, xa, xb);
         };
         fill();
         if (fd::InSponge(r.mRow, e.nTaper))
             run(x0, x1);
         else
             fd::ForRuns(x0, x1, e.nTaper, g.nx - e.nTaper, run);
+        relax();
         return;
     }
     r.mRow = 0;
@@ -304,8 +462,12 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
             xk = X_HI;
             r.x = Side(s, fd::kAxisX, fd::kHi, fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z).off);
         }
-        runs[nCase + 4 * xk](r, xa, xb);
+        if (bVisco)
+            bufRuns[nCase % 4 + 4 * xk](r, xa, xb);
+        else
+            runs[nCase + 4 * xk](r, xa, xb);
     });
+    relax();
 }
 
 // The rows of all planes shared among the threads; after each row the NaN

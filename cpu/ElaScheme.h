@@ -200,6 +200,10 @@ struct CellRecords
     float* g;
     ONDEX_HD float M(int l, int k) const { return m[3 * l + k]; }
     ONDEX_HD float& G(int l, int k) const { return g[6 * l + k]; }
+    ONDEX_HD static CellRecords Of(const ViscoView& v, int64_t i)
+    {
+        return {v.viscoM + i * 3 * v.L, v.viscoG + i * 6 * v.L};
+    }
 };
 
 // Viscoelastic stress update: the mechanism loop, then the elastic form
@@ -365,8 +369,7 @@ ONDEX_HD void ElaCellTau(const ElaStep& s, int x, int y, int z)
     else
         t = fd::SpongeOfCell(s.g, s.taper, s.nTaper, x, y, z);
     if (IsViscoCell(s.visco, i))
-        ViscoUpdateTau<true>(s.f, i, d, s.fS, bFull, t, s.visco,
-                             CellRecords{s.visco.viscoM + i * 3 * s.visco.L, s.visco.viscoG + i * 6 * s.visco.L});
+        ViscoUpdateTau<true>(s.f, i, d, s.fS, bFull, t, s.visco, CellRecords::Of(s.visco, i));
     else if (s.q != nullptr && s.visco.L <= 0)
         ElaUpdateTau<true, true>(s.f, i, d, s.fS, bFull, t, s.q);
     else

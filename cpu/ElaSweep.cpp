@@ -231,20 +231,6 @@ ONDEX_ROW_CLONES void StrainRunSponge(const ElaRow& r, const float* taper, int n
     }
 }
 
-// The mechanism records of a row loop: one base pointer per constant and
-// memory variable, each made opaque to the compiler, so that it sees
-// strided accesses (which GCC vectorises) instead of interleaved groups of
-// 3L and 6L floats (which GCC 12 does not).
-template <int NL>
-struct RowRecords
-{
-    const float* const* m;   // [3 NL]: constant k of mechanism l at m[3l + k][i * 3NL]
-    float* const* g;         // [6 NL]: memory variable k of mechanism l at g[6l + k][i * 6NL]
-    int64_t i;
-    float M(int l, int k) const { return m[3 * l + k][i * (3 * NL)]; }
-    float& G(int l, int k) const { return g[6 * l + k][i * (6 * NL)]; }
-};
-
 // Stress step with NL relaxation mechanisms in every cell of columns
 // xa..xb, from the strains and factors in the row buffer.
 template <int NL, bool bSurf>
@@ -252,16 +238,7 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
 {
     const float* m[3 * NL];
     float* g[6 * NL];
-    for (int j = 0; j < 3 * NL; j++)
-    {
-        m[j] = v.viscoM + j;
-        asm("" : "+r"(m[j]));
-    }
-    for (int j = 0; j < 6 * NL; j++)
-    {
-        g[j] = v.viscoG + j;
-        asm("" : "+r"(g[j]));
-    }
+    fd::OpaqueRecordTables<NL>(v.viscoM, v.viscoG, m, g);
     const ElaFields f = r.f;
     const int64_t base = r.base, sz = f.sz, nb = r.nb;
     const float* const buf = r.buf;
@@ -281,7 +258,7 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
         d.c1 = buf[kBufC1 * nb + x];
         d.c2 = buf[kBufC2 * nb + x];
         ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], v,
-                                      RowRecords<NL>{m, g, i});
+                                      fd::RowRecords<NL>{m, g, i});
     }
 }
 
@@ -291,8 +268,8 @@ constexpr std::array<ViscoFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequenc
 {
     return {{&ViscoRun<Ls + 1, false>..., &ViscoRun<Ls + 1, true>...}};
 }
-// [L - 1 + kMaxL * bSurf]; L runs from 1 to 10.
-constexpr int kMaxL = 10;
+// [L - 1 + kMaxL * bSurf]
+constexpr int kMaxL = fd::kMaxRowL;
 const std::array<ViscoFn, 2 * kMaxL> kViscoRuns = ViscoTable(std::make_integer_sequence<int, kMaxL>());
 
 using RunFn = void (*)(const ElaRow&, int, int);

@@ -61,16 +61,21 @@ ONDEX_HD Ort9 LoadOrt(const OrtCoefs& c, int64_t i, float fS)
 // derivatives: advances the memory variables, leaves their sums in R and
 // replaces the constants by the relaxed ones (shear first, then the
 // off-diagonal normal ones from the already relaxed shear constants).
-ONDEX_HD void OrtRelax(const ela::ViscoView& v, int64_t i, const ela::StrainDerivs& d, Ort9& k, Relax6& R)
+// NL > 0 fixes the number of mechanisms at compile time, and Rec says where
+// the records are (as for ela::ViscoUpdateTau).
+template <int NL = 0, class Rec = ela::CellRecords>
+ONDEX_HD void OrtRelax(const ela::ViscoView& v, const ela::StrainDerivs& d, Ort9& k, Relax6& R, const Rec& rec)
 {
-    const float* rec = v.viscoM + i * 3 * v.L;
-    float* r = v.viscoG + i * 6 * v.L;
+    const int L = NL > 0 ? NL : v.L;
     float sumP = 1.0f, sumS = 1.0f;
     R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     const float sa = d.a1 + d.a2, sb = d.b1 + d.b2, sc = d.c1 + d.c2;
-    for (int l = 0; l < v.L; l++, rec += 3, r += 6)
+#if defined(__GNUC__) && !defined(__clang__) && !defined(__CUDACC__)
+#pragma GCC unroll 16
+#endif
+    for (int l = 0; l < L; l++)
     {
-        const float p = rec[0], s = rec[1], tau = rec[2];
+        const float p = rec.M(l, 0), s = rec.M(l, 1), tau = rec.M(l, 2);
         const float q = v.dt / tau;
         const float a = (2.0f - q) / (2.0f + q);
         const float b = 2.0f * q / (2.0f + q);
@@ -79,29 +84,29 @@ ONDEX_HD void OrtRelax(const ela::ViscoView& v, int64_t i, const ela::StrainDeri
         const float m13 = p * (k.c13 + 2.0f * k.c55) - 2.0f * s * k.c55;
         const float m23 = p * (k.c23 + 2.0f * k.c44) - 2.0f * s * k.c44;
         const float m44 = k.c44 * s, m55 = k.c55 * s, m66 = k.c66 * s;
-        float r0 = r[0];
+        float r0 = rec.G(l, 0);
         float rn = a * r0 - b * (m11 * d.ex + m12 * d.ey + m13 * d.ez);
-        r[0] = rn;
+        rec.G(l, 0) = rn;
         R.xx += (rn + r0) * 0.5f;
-        r0 = r[1];
+        r0 = rec.G(l, 1);
         rn = a * r0 - b * (m12 * d.ex + m22 * d.ey + m23 * d.ez);
-        r[1] = rn;
+        rec.G(l, 1) = rn;
         R.yy += (rn + r0) * 0.5f;
-        r0 = r[2];
+        r0 = rec.G(l, 2);
         rn = a * r0 - b * (m13 * d.ex + m23 * d.ey + m33 * d.ez);
-        r[2] = rn;
+        rec.G(l, 2) = rn;
         R.zz += (rn + r0) * 0.5f;
-        r0 = r[3];
+        r0 = rec.G(l, 3);
         rn = a * r0 - b * m44 * sc;
-        r[3] = rn;
+        rec.G(l, 3) = rn;
         R.yz += (rn + r0) * 0.5f;
-        r0 = r[4];
+        r0 = rec.G(l, 4);
         rn = a * r0 - b * m55 * sb;
-        r[4] = rn;
+        rec.G(l, 4) = rn;
         R.xz += (rn + r0) * 0.5f;
-        r0 = r[5];
+        r0 = rec.G(l, 5);
         rn = a * r0 - b * m66 * sa;
-        r[5] = rn;
+        rec.G(l, 5) = rn;
         R.xy += (rn + r0) * 0.5f;
         sumP += p;
         sumS += s;
@@ -188,7 +193,7 @@ ONDEX_HD void OrtCellTau(const OrtStep& s, int x, int y, int z)
     Ort9 k = LoadOrt(s.c, i, e.fS);
     Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     if (ela::IsViscoCell(e.visco, i))
-        OrtRelax(e.visco, i, d, k, R);
+        OrtRelax(e.visco, d, k, R, ela::CellRecords::Of(e.visco, i));
     StoreTau(e.f, i, OrtStress(e.f, i, d, k, R, bFull), t);
 }
 

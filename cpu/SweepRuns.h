@@ -3,6 +3,9 @@
 // their row loops and the cutting of a row into runs of one region kind.
 
 #include <algorithm>
+#include <cstdint>
+
+#include "cpu/FDScheme.h"
 
 // The row loops are built for AVX2 and for the baseline, and the loader picks
 // one by the processor; the arithmetic is the same on both, as contraction
@@ -25,6 +28,42 @@ enum RowRegion
     X_LO = 1,
     X_HI = 2
 };
+
+// The mechanism records of a row loop with NL relaxation mechanisms: one
+// base pointer per constant and memory variable, each made opaque to the
+// compiler, so that it sees strided accesses (which GCC vectorises) instead
+// of the cell-major groups of 3L and 6L floats (which GCC 12 does not).
+// m and g are local arrays of the row loop's function.
+template <int NL>
+ONDEX_HD void OpaqueRecordTables(const float* viscoM, float* viscoG, const float** m, float** g)
+{
+    for (int j = 0; j < 3 * NL; j++)
+    {
+        m[j] = viscoM + j;
+        asm("" : "+r"(m[j]));
+    }
+    for (int j = 0; j < 6 * NL; j++)
+    {
+        g[j] = viscoG + j;
+        asm("" : "+r"(g[j]));
+    }
+}
+
+// The accessor of cell i through those tables (ela::CellRecords is the
+// plain one of the per-cell kernels).
+template <int NL>
+struct RowRecords
+{
+    const float* const* m;   // constant k of mechanism l at m[3l + k][i * 3NL]
+    float* const* g;         // memory variable k of mechanism l at g[6l + k][i * 6NL]
+    int64_t i;
+    ONDEX_HD float M(int l, int k) const { return m[3 * l + k][i * (3 * NL)]; }
+    ONDEX_HD float& G(int l, int k) const { return g[6 * l + k][i * (6 * NL)]; }
+};
+
+// Numbers of mechanisms with row loops of their own (1 to kMaxRowL); rows
+// with more go cell by cell.
+constexpr int kMaxRowL = 10;
 
 // Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
 // hands every non-empty run to fn.

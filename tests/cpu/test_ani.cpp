@@ -202,6 +202,7 @@ void ShootBoth(AniBox& x, AniBox& y, const CrossCase& c, int nSteps, std::vector
 const CrossCase kCases[] = {
     {"pml", 6, 0, -1.0f, 0},   {"sponge", 0, 0, -1.0f, 0}, {"pml_surface", 6, 6, -1.0f, 0},
     {"sponge_ramp", 0, 0, 0.3f, 0}, {"pml_fluid_start", 6, 0, 0.0f, 0}, {"pml_visco", 6, 3, -1.0f, 2},
+    {"sponge_visco_ramp", 0, 0, 0.5f, 3},
 };
 
 TEST(AniCross, NineIsotropicConstantsAreTheElasticScheme)
