@@ -8,8 +8,8 @@
 // a straight loop over the functions the per-cell kernel calls, in the same
 // order, so each cell gets the bits of OrtCellTau / AniCellTau (a PML or
 // sponge factor the cell does not have would change nothing either). Rows
-// where both sides of one axis reach the same cell, and rows with
-// relaxation mechanisms in which some cell does not attenuate, take the
+// where both sides of one axis reach the same cell, and rows with more
+// relaxation mechanisms than the row loops have tables for, take the
 // per-cell path.
 //
 // The 21-constant runs read their differences from rows computed once per
@@ -222,7 +222,8 @@ ONDEX_ROW_CLONES void TauRun(const AniRow& r, int xa, int xb)
 }
 
 // Stresses with NL relaxation mechanisms in every cell of columns xa..xb,
-// from the strains and factors in the row buffer.
+// from the strains and factors in the row buffer; NL 0: cells without
+// attenuation, on the unrelaxed constants.
 template <bool bAni, int NL, bool bSurf>
 ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
 {
@@ -232,8 +233,8 @@ ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
     const ani::AniCoefs c2 = s.c;
     const float fS = s.o.e.fS;
     const ela::ViscoView v = s.o.e.visco;
-    const float* m[3 * NL];
-    float* g[6 * NL];
+    const float* m[3 * NL + 1];
+    float* g[6 * NL + 1];
     fd::OpaqueRecordTables<NL>(v.viscoM, v.viscoG, m, g);
     const int64_t base = r.base, nb = r.nb;
     const float* const buf = r.buf;
@@ -244,8 +245,9 @@ ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
         ela::StrainDerivs d;
         LoadStrains(buf, nb, x, d);
         ort::Ort9 k = ort::LoadOrt(c, i, fS);
-        ort::Relax6 R;
-        ort::OrtRelax<NL>(v, d, k, R, fd::RowRecords<NL>{m, g, i});
+        ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+        if constexpr (NL > 0)
+            ort::OrtRelax<NL>(v, d, k, R, fd::RowRecords<NL>{m, g, i});
         const float t = buf[kBufT * nb + x];
         if (bAni)
             StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, LoadNode(buf, nb, x), fS, true), t);
@@ -337,16 +339,16 @@ constexpr std::array<RunFn, sizeof...(Ms)> BufTable(std::integer_sequence<int, M
 const std::array<RunFn, 24> kBufRuns[2] = {BufTable<false>(std::make_integer_sequence<int, 24>()),
                                            BufTable<true>(std::make_integer_sequence<int, 24>())};
 
-// The second pass, by L - 1 + kMaxRowL * bSurf.
+// The second pass, by L + (kMaxRowL + 1) * bSurf (L 0: no attenuation).
 template <bool bAni, int... Ls>
 constexpr std::array<RunFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequence<int, Ls...>)
 {
-    return {{&ViscoRun<bAni, Ls + 1, false>..., &ViscoRun<bAni, Ls + 1, true>...}};
+    return {{&ViscoRun<bAni, Ls, false>..., &ViscoRun<bAni, Ls, true>...}};
 }
 
-const std::array<RunFn, 2 * fd::kMaxRowL> kViscoRuns[2] = {
-    ViscoTable<false>(std::make_integer_sequence<int, fd::kMaxRowL>()),
-    ViscoTable<true>(std::make_integer_sequence<int, fd::kMaxRowL>())};
+const std::array<RunFn, 2 * (fd::kMaxRowL + 1)> kViscoRuns[2] = {
+    ViscoTable<false>(std::make_integer_sequence<int, fd::kMaxRowL + 1>()),
+    ViscoTable<true>(std::make_integer_sequence<int, fd::kMaxRowL + 1>())};
 
 // Whether any cell of columns x0..x1 of the row at base lies directly below
 // an empty cell.
@@ -379,15 +381,12 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     AniRow r;
     r.s = &s;
     r.base = ela::ElaIndex(e.f, 0, y, z);
-    // Mechanisms: the row loops when L is within their tables and every
-    // cell attenuates, else cell by cell.
+    // Mechanisms: the row loops when L is within their tables, else cell
+    // by cell.
     const bool bVisco = e.visco.L > 0;
     if (bVisco)
     {
-        bool bLoops = e.visco.L <= fd::kMaxRowL;
-        for (int x = x0; x <= x1 && bLoops; x++)
-            bLoops = ela::IsViscoCell(e.visco, r.base + x);
-        if (!bLoops)
+        if (e.visco.L > fd::kMaxRowL)
         {
             CellRow<bAni>(s, y, z, x0, x1);
             return;
@@ -406,9 +405,15 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     const std::array<RunFn, 24>& bufRuns = kBufRuns[bAni ? 1 : 0];
+    // The second pass, by runs of cells with and without attenuation.
     auto relax = [&]() {
-        if (bVisco)
-            kViscoRuns[bAni ? 1 : 0][e.visco.L - 1 + (bSurf ? fd::kMaxRowL : 0)](r, x0, x1);
+        for (int xa = x0, xb; bVisco && xa <= x1; xa = xb + 1)
+        {
+            const bool bAtt = ela::IsViscoCell(e.visco, r.base + xa);
+            for (xb = xa; xb < x1 && ela::IsViscoCell(e.visco, r.base + xb + 1) == bAtt; xb++)
+                ;
+            kViscoRuns[bAni ? 1 : 0][(bAtt ? e.visco.L : 0) + (bSurf ? fd::kMaxRowL + 1 : 0)](r, xa, xb);
+        }
     };
     if (!e.bPML)
     {

@@ -9,8 +9,8 @@
 // such cells take the loop with a select per cell. Every run is a straight
 // loop over the functions a per-cell kernel calls, in the same order, so
 // each cell gets the bits of ElaCellU / ElaCellTau. Rows where both sides of
-// one axis reach the same cell, and stress rows with relaxation mechanisms
-// in which some cell does not attenuate, take the per-cell path.
+// one axis reach the same cell, and stress rows with more relaxation
+// mechanisms than the row loops have tables for, take the per-cell path.
 //
 // This file knows nothing of the engine object, so that it can be built a
 // second time for another instruction set and compared bit for bit.
@@ -165,6 +165,19 @@ ONDEX_HD void StoreStrains(float* buf, int64_t nb, int x, const ela::StrainDeriv
     buf[kBufT * nb + x] = t;
 }
 
+ONDEX_HD void LoadStrains(const float* buf, int64_t nb, int x, ela::StrainDerivs& d)
+{
+    d.ex = buf[kBufEx * nb + x];
+    d.ey = buf[kBufEy * nb + x];
+    d.ez = buf[kBufEz * nb + x];
+    d.a1 = buf[kBufA1 * nb + x];
+    d.a2 = buf[kBufA2 * nb + x];
+    d.b1 = buf[kBufB1 * nb + x];
+    d.b2 = buf[kBufB2 * nb + x];
+    d.c1 = buf[kBufC1 * nb + x];
+    d.c2 = buf[kBufC2 * nb + x];
+}
+
 template <int ZY, int XK>
 ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
 {
@@ -248,17 +261,28 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        d.ex = buf[kBufEx * nb + x];
-        d.ey = buf[kBufEy * nb + x];
-        d.ez = buf[kBufEz * nb + x];
-        d.a1 = buf[kBufA1 * nb + x];
-        d.a2 = buf[kBufA2 * nb + x];
-        d.b1 = buf[kBufB1 * nb + x];
-        d.b2 = buf[kBufB2 * nb + x];
-        d.c1 = buf[kBufC1 * nb + x];
-        d.c2 = buf[kBufC2 * nb + x];
+        LoadStrains(buf, nb, x, d);
         ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], v,
                                       fd::RowRecords<NL>{m, g, i});
+    }
+}
+
+// The cells without attenuation of such a row: the plain update from the
+// same buffer (no Q damping, which relaxation mechanisms replace).
+template <bool bSurf>
+ONDEX_ROW_CLONES void PlainRun(const ElaRow& r, int xa, int xb)
+{
+    const ElaFields f = r.f;
+    const int64_t base = r.base, sz = f.sz, nb = r.nb;
+    const float* const buf = r.buf;
+    const float fS = r.fS;
+#pragma omp simd
+    for (int x = xa; x <= xb; x++)
+    {
+        const int64_t i = base + x;
+        ela::StrainDerivs d;
+        LoadStrains(buf, nb, x, d);
+        ela::ElaUpdateTau<true, false>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], nullptr);
     }
 }
 
@@ -333,16 +357,20 @@ void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
             ela::ElaCellU(s, x, y, z);
 }
 
-// Whether a stress row with mechanisms can take the row loops: L within the
-// tables and every cell of it attenuating (else cell by cell).
-bool ViscoRowLoops(const ela::ViscoView& v, int64_t base, int x0, int x1)
+// The second pass of a stress row with mechanisms, by runs of cells with
+// and without attenuation.
+void ViscoPass(const ela::ViscoView& v, const ElaRow& r, bool bSurf, int x0, int x1)
 {
-    if (v.L > kMaxL)
-        return false;
-    for (int x = x0; x <= x1; x++)
-        if (!ela::IsViscoCell(v, base + x))
-            return false;
-    return true;
+    for (int xa = x0, xb; xa <= x1; xa = xb + 1)
+    {
+        const bool bAtt = ela::IsViscoCell(v, r.base + xa);
+        for (xb = xa; xb < x1 && ela::IsViscoCell(v, r.base + xb + 1) == bAtt; xb++)
+            ;
+        if (bAtt)
+            kViscoRuns[v.L - 1 + (bSurf ? kMaxL : 0)](r, v, xa, xb);
+        else
+            (bSurf ? PlainRun<true> : PlainRun<false>)(r, xa, xb);
+    }
 }
 
 // The row buffer of this thread, at least n floats.
@@ -370,7 +398,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
     const bool bVisco = bTau && s.visco.L > 0;
     if (bVisco)
     {
-        if (!ViscoRowLoops(s.visco, r.base, x0, x1))
+        if (s.visco.L > kMaxL)
         {
             CellRow<true>(s, y, z, x0, x1);
             return;
@@ -396,7 +424,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
         else
             fd::ForRuns(x0, x1, s.nTaper, g.nx - s.nTaper, run);
         if (bVisco)
-            kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, x0, x1);
+            ViscoPass(s.visco, r, bSurf, x0, x1);
         return;
     }
     const fd::SlabRow zlo = fd::RowSlab(g, fd::kAxisZ, fd::kLo, y, z), zhi = fd::RowSlab(g, fd::kAxisZ, fd::kHi, y, z);
@@ -436,7 +464,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
             bTau ? kTauRuns[nCase + 4 * xk](r, xa, xb) : kVelRuns[nCase + 4 * xk](r, xa, xb);
     });
     if (bVisco)
-        kViscoRuns[s.visco.L - 1 + (bSurf ? kMaxL : 0)](r, s.visco, x0, x1);
+        ViscoPass(s.visco, r, bSurf, x0, x1);
 }
 
 // The rows of all planes are shared among the threads, so that a thin band
