@@ -20,6 +20,7 @@
 
 #include "cpu/AniSweep.h"
 #include "cpu/AniRowDiffs.h"
+#include "cpu/StrainRows.h"
 #include "cpu/SweepRuns.h"
 
 #include <algorithm>
@@ -56,7 +57,7 @@ struct AniRow
     RowSide z, y, x;
     int mRow;       // face distance of the row without x (sponge)
     ani::rows::DiffRows d;   // 21-constant step: the row's differences
-    float* buf;     // rows with mechanisms: the strains, kBuf* rows of nb floats
+    float* buf;     // rows with mechanisms: the row buffer, nb floats a row
     int64_t nb;
 };
 
@@ -109,48 +110,34 @@ ONDEX_HD void StoreRun(const ela::ElaFields& f, int64_t i, ort::Tau6 t, float s)
     ort::StoreTau(f, i, t, s);
 }
 
-// Rows with relaxation mechanisms go in two passes: the region kinds store
-// each column's strains after the PML (for the 21-constant step also the
-// averaged strains at the stress nodes) and its sponge factor in the row
+// Rows with relaxation mechanisms go in two passes (StrainRows.h): the
+// region kinds store each column's strains after the PML, for the
+// 21-constant step also the 18 averaged strains at the stress nodes (from
+// row kNode on, in NodeStrains order), and its sponge factor in the row
 // buffer; then one loop per number of mechanisms relaxes the constants and
 // updates the stresses from there.
-enum
-{
-    kBufD = 0,      // the nine strains, in StrainDerivs order
-    kBufT = 9,      // the sponge factor
-    kBufN = 10,     // the 18 node strains, in NodeStrains order
-    kBufOrt = 10,   // rows used by the orthorhombic step
-    kBufAni = 28
-};
+namespace strainrows = ela::strainrows;
+constexpr int kNode = strainrows::kRows, kRowsAni = kNode + 18;
 
 template <bool bAni>
 ONDEX_HD void StoreStrains(float* q, int64_t nb, int x, const ela::StrainDerivs& d, const ani::AvgDerivs& a, float t)
 {
-    const float v[kBufT + 1] = {d.ex, d.a2, d.b2, d.ey, d.a1, d.c2, d.ez, d.b1, d.c1, t};
-#pragma GCC unroll 10
-    for (int j = 0; j <= kBufT; j++)
-        q[j * nb + x] = v[j];
+    strainrows::Store(q, nb, x, d, t);
     if (bAni)
     {
         const ani::NodeStrains n = ani::Gather(a);
-        const float w[kBufAni - kBufN] = {n.nEyz,  n.nExz,  n.nExy,  n.xyE[0], n.xyE[1], n.xyE[2],
-                                          n.xyEyz, n.xyExz, n.xzE[0], n.xzE[1], n.xzE[2], n.xzEyz,
-                                          n.xzExy, n.yzE[0], n.yzE[1], n.yzE[2], n.yzExz,  n.yzExy};
+        const float w[kRowsAni - kNode] = {n.nEyz,  n.nExz,  n.nExy,  n.xyE[0], n.xyE[1], n.xyE[2],
+                                           n.xyEyz, n.xyExz, n.xzE[0], n.xzE[1], n.xzE[2], n.xzEyz,
+                                           n.xzExy, n.yzE[0], n.yzE[1], n.yzE[2], n.yzExz,  n.yzExy};
 #pragma GCC unroll 18
-        for (int j = 0; j < kBufAni - kBufN; j++)
-            q[(kBufN + j) * nb + x] = w[j];
+        for (int j = 0; j < kRowsAni - kNode; j++)
+            q[(kNode + j) * nb + x] = w[j];
     }
-}
-
-ONDEX_HD void LoadStrains(const float* q, int64_t nb, int x, ela::StrainDerivs& d)
-{
-    d = {q[0 * nb + x], q[1 * nb + x], q[2 * nb + x], q[3 * nb + x], q[4 * nb + x],
-         q[5 * nb + x], q[6 * nb + x], q[7 * nb + x], q[8 * nb + x]};
 }
 
 ONDEX_HD ani::NodeStrains LoadNode(const float* q, int64_t nb, int x)
 {
-    const float* p = q + kBufN * nb + x;
+    const float* p = q + kNode * nb + x;
     ani::NodeStrains n;
     n.nEyz = p[0];
     n.nExz = p[nb];
@@ -243,12 +230,12 @@ ONDEX_ROW_CLONES void ViscoRun(const AniRow& r, int xa, int xb)
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        LoadStrains(buf, nb, x, d);
+        strainrows::Load(buf, nb, x, d);
         ort::Ort9 k = ort::LoadOrt(c, i, fS);
         ort::Relax6 R = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
         if constexpr (NL > 0)
             ort::OrtRelax<NL>(v, d, k, R, fd::RowRecords<NL>{m, g, i});
-        const float t = buf[kBufT * nb + x];
+        const float t = strainrows::Factor(buf, nb, x);
         if (bAni)
             StoreRun<bSurf>(f, i, ani::AniStress(f, i, d, k, R, c2, LoadNode(buf, nb, x), fS, true), t);
         else
@@ -392,7 +379,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
             return;
         }
         r.nb = g.nx;
-        const size_t n = (size_t)(bAni ? kBufAni : kBufOrt) * g.nx;
+        const size_t n = (size_t)(bAni ? kRowsAni : strainrows::kRows) * g.nx;
         if (ring.strains.size() < n)
             ring.strains.resize(n);
         r.buf = ring.strains.data();

@@ -16,6 +16,7 @@
 // second time for another instruction set and compared bit for bit.
 
 #include "cpu/ElaSweep.h"
+#include "cpu/StrainRows.h"
 #include "cpu/SweepRuns.h"
 
 #include <algorithm>
@@ -51,7 +52,7 @@ struct ElaRow
     RowSide z, y, x;
     float fS;
     const float* q;
-    float* buf;   // rows with mechanisms: kBufRows rows of nb floats, column x at x
+    float* buf;   // rows with mechanisms: the row buffer (StrainRows.h), nb floats a row
     int64_t nb;
 };
 
@@ -142,41 +143,10 @@ ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
     }
 }
 
-// Rows with relaxation mechanisms go in two passes: the strains (with the
-// PML) and the sponge factor of each column into the row buffer, then the
-// mechanism update from there. The second pass is the heavy one, and one
-// loop per number of mechanisms serves every region kind of the first.
-enum
-{
-    kBufEx, kBufEy, kBufEz, kBufA1, kBufA2, kBufB1, kBufB2, kBufC1, kBufC2, kBufT, kBufRows
-};
-
-ONDEX_HD void StoreStrains(float* buf, int64_t nb, int x, const ela::StrainDerivs& d, float t)
-{
-    buf[kBufEx * nb + x] = d.ex;
-    buf[kBufEy * nb + x] = d.ey;
-    buf[kBufEz * nb + x] = d.ez;
-    buf[kBufA1 * nb + x] = d.a1;
-    buf[kBufA2 * nb + x] = d.a2;
-    buf[kBufB1 * nb + x] = d.b1;
-    buf[kBufB2 * nb + x] = d.b2;
-    buf[kBufC1 * nb + x] = d.c1;
-    buf[kBufC2 * nb + x] = d.c2;
-    buf[kBufT * nb + x] = t;
-}
-
-ONDEX_HD void LoadStrains(const float* buf, int64_t nb, int x, ela::StrainDerivs& d)
-{
-    d.ex = buf[kBufEx * nb + x];
-    d.ey = buf[kBufEy * nb + x];
-    d.ez = buf[kBufEz * nb + x];
-    d.a1 = buf[kBufA1 * nb + x];
-    d.a2 = buf[kBufA2 * nb + x];
-    d.b1 = buf[kBufB1 * nb + x];
-    d.b2 = buf[kBufB2 * nb + x];
-    d.c1 = buf[kBufC1 * nb + x];
-    d.c2 = buf[kBufC2 * nb + x];
-}
+// Rows with relaxation mechanisms go in two passes (StrainRows.h): the
+// region kinds into the row buffer, then the mechanism loop, one per number
+// of mechanisms, for every region kind.
+namespace rows = ela::strainrows;
 
 template <int ZY, int XK>
 ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
@@ -190,7 +160,7 @@ ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
     {
         ela::StrainDerivs d;
         RowStrains<ZY, XK>(f, rz, ry, rx, base + x, x, d);
-        StoreStrains(buf, nb, x, d, 1.0f);
+        rows::Store(buf, nb, x, d, 1.0f);
     }
 }
 
@@ -240,17 +210,19 @@ ONDEX_ROW_CLONES void StrainRunSponge(const ElaRow& r, const float* taper, int n
     {
         ela::StrainDerivs d;
         ela::ElaStrainDerivs(f, base + x, d);
-        StoreStrains(buf, nb, x, d, fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))));
+        rows::Store(buf, nb, x, d, fd::SpongeFactorRun(taper, nTaper, std::min(mRow, std::min(x, nx - 1 - x))));
     }
 }
 
 // Stress step with NL relaxation mechanisms in every cell of columns
-// xa..xb, from the strains and factors in the row buffer.
+// xa..xb, from the strains and factors in the row buffer; NL 0: cells
+// without attenuation, the plain update (no Q damping, which relaxation
+// mechanisms replace).
 template <int NL, bool bSurf>
 ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, int xb)
 {
-    const float* m[3 * NL];
-    float* g[6 * NL];
+    const float* m[3 * NL + 1];
+    float* g[6 * NL + 1];
     fd::OpaqueRecordTables<NL>(v.viscoM, v.viscoG, m, g);
     const ElaFields f = r.f;
     const int64_t base = r.base, sz = f.sz, nb = r.nb;
@@ -261,28 +233,13 @@ ONDEX_ROW_CLONES void ViscoRun(const ElaRow& r, const ela::ViscoView v, int xa, 
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        LoadStrains(buf, nb, x, d);
-        ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], v,
-                                      fd::RowRecords<NL>{m, g, i});
-    }
-}
-
-// The cells without attenuation of such a row: the plain update from the
-// same buffer (no Q damping, which relaxation mechanisms replace).
-template <bool bSurf>
-ONDEX_ROW_CLONES void PlainRun(const ElaRow& r, int xa, int xb)
-{
-    const ElaFields f = r.f;
-    const int64_t base = r.base, sz = f.sz, nb = r.nb;
-    const float* const buf = r.buf;
-    const float fS = r.fS;
-#pragma omp simd
-    for (int x = xa; x <= xb; x++)
-    {
-        const int64_t i = base + x;
-        ela::StrainDerivs d;
-        LoadStrains(buf, nb, x, d);
-        ela::ElaUpdateTau<true, false>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, buf[kBufT * nb + x], nullptr);
+        rows::Load(buf, nb, x, d);
+        const bool bFull = bSurf ? Full(f.b, i, sz) : true;
+        if constexpr (NL > 0)
+            ela::ViscoUpdateTau<true, NL>(f, i, d, fS, bFull, rows::Factor(buf, nb, x), v,
+                                          fd::RowRecords<NL>{m, g, i});
+        else
+            ela::ElaUpdateTau<true, false>(f, i, d, fS, bFull, rows::Factor(buf, nb, x), nullptr);
     }
 }
 
@@ -290,11 +247,11 @@ using ViscoFn = void (*)(const ElaRow&, const ela::ViscoView, int, int);
 template <int... Ls>
 constexpr std::array<ViscoFn, 2 * sizeof...(Ls)> ViscoTable(std::integer_sequence<int, Ls...>)
 {
-    return {{&ViscoRun<Ls + 1, false>..., &ViscoRun<Ls + 1, true>...}};
+    return {{&ViscoRun<Ls, false>..., &ViscoRun<Ls, true>...}};
 }
-// [L - 1 + kMaxL * bSurf]
+// [L + (kMaxL + 1) * bSurf], L 0 for cells without attenuation
 constexpr int kMaxL = fd::kMaxRowL;
-const std::array<ViscoFn, 2 * kMaxL> kViscoRuns = ViscoTable(std::make_integer_sequence<int, kMaxL>());
+const std::array<ViscoFn, 2 * (kMaxL + 1)> kViscoRuns = ViscoTable(std::make_integer_sequence<int, kMaxL + 1>());
 
 using RunFn = void (*)(const ElaRow&, int, int);
 using SpongeFn = void (*)(const ElaRow&, const float*, int, int, int, int, int);
@@ -366,10 +323,7 @@ void ViscoPass(const ela::ViscoView& v, const ElaRow& r, bool bSurf, int x0, int
         const bool bAtt = ela::IsViscoCell(v, r.base + xa);
         for (xb = xa; xb < x1 && ela::IsViscoCell(v, r.base + xb + 1) == bAtt; xb++)
             ;
-        if (bAtt)
-            kViscoRuns[v.L - 1 + (bSurf ? kMaxL : 0)](r, v, xa, xb);
-        else
-            (bSurf ? PlainRun<true> : PlainRun<false>)(r, xa, xb);
+        kViscoRuns[(bAtt ? v.L : 0) + (bSurf ? kMaxL + 1 : 0)](r, v, xa, xb);
     }
 }
 
@@ -404,7 +358,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
             return;
         }
         r.nb = g.nx;
-        r.buf = RowBuffer((size_t)kBufRows * g.nx);
+        r.buf = RowBuffer((size_t)rows::kRows * g.nx);
     }
     if (!s.bPML)
     {

@@ -1,0 +1,51 @@
+#pragma once
+// The row buffer of the stress rows with relaxation mechanisms, which go in
+// two passes: the first stores each column's nine strains after the PML and
+// its sponge factor (1 with PML), the second runs the mechanism loop from
+// there. Row k of the buffer holds quantity k of every column, nb floats
+// apart; the 21-constant step adds its node strains from row kRows on.
+
+#include "cpu/ElaScheme.h"
+
+namespace ela
+{
+namespace strainrows
+{
+
+constexpr int kT = 9;   // the sponge factor; rows 0..8 the strains in StrainDerivs order
+constexpr int kRows = 10;
+
+ONDEX_HD void Store(float* q, int64_t nb, int x, const StrainDerivs& d, float t)
+{
+    q[x] = d.ex;
+    q[nb + x] = d.a2;
+    q[2 * nb + x] = d.b2;
+    q[3 * nb + x] = d.ey;
+    q[4 * nb + x] = d.a1;
+    q[5 * nb + x] = d.c2;
+    q[6 * nb + x] = d.ez;
+    q[7 * nb + x] = d.b1;
+    q[8 * nb + x] = d.c1;
+    q[kT * nb + x] = t;
+}
+
+ONDEX_HD void Load(const float* q, int64_t nb, int x, StrainDerivs& d)
+{
+    d.ex = q[x];
+    d.a2 = q[nb + x];
+    d.b2 = q[2 * nb + x];
+    d.ey = q[3 * nb + x];
+    d.a1 = q[4 * nb + x];
+    d.c2 = q[5 * nb + x];
+    d.ez = q[6 * nb + x];
+    d.b1 = q[7 * nb + x];
+    d.c1 = q[8 * nb + x];
+}
+
+ONDEX_HD float Factor(const float* q, int64_t nb, int x)
+{
+    return q[kT * nb + x];
+}
+
+} // namespace strainrows
+} // namespace ela
