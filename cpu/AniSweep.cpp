@@ -394,13 +394,10 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     const std::array<RunFn, 24>& bufRuns = kBufRuns[bAni ? 1 : 0];
     // The second pass, by runs of cells with and without attenuation.
     auto relax = [&]() {
-        for (int xa = x0, xb; bVisco && xa <= x1; xa = xb + 1)
-        {
-            const bool bAtt = ela::IsViscoCell(e.visco, r.base + xa);
-            for (xb = xa; xb < x1 && ela::IsViscoCell(e.visco, r.base + xb + 1) == bAtt; xb++)
-                ;
-            kViscoRuns[bAni ? 1 : 0][(bAtt ? e.visco.L : 0) + (bSurf ? fd::kMaxRowL + 1 : 0)](r, xa, xb);
-        }
+        if (bVisco)
+            strainrows::ForAttenuationRuns(e.visco, r.base, x0, x1, [&](int xa, int xb, bool bAtt) {
+                kViscoRuns[bAni ? 1 : 0][(bAtt ? e.visco.L : 0) + (bSurf ? fd::kMaxRowL + 1 : 0)](r, xa, xb);
+            });
     };
     if (!e.bPML)
     {

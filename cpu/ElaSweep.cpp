@@ -318,13 +318,9 @@ void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
 // and without attenuation.
 void ViscoPass(const ela::ViscoView& v, const ElaRow& r, bool bSurf, int x0, int x1)
 {
-    for (int xa = x0, xb; xa <= x1; xa = xb + 1)
-    {
-        const bool bAtt = ela::IsViscoCell(v, r.base + xa);
-        for (xb = xa; xb < x1 && ela::IsViscoCell(v, r.base + xb + 1) == bAtt; xb++)
-            ;
+    rows::ForAttenuationRuns(v, r.base, x0, x1, [&](int xa, int xb, bool bAtt) {
         kViscoRuns[(bAtt ? v.L : 0) + (bSurf ? kMaxL + 1 : 0)](r, v, xa, xb);
-    }
+    });
 }
 
 // The row buffer of this thread, at least n floats.

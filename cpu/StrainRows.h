@@ -47,5 +47,19 @@ ONDEX_HD float Factor(const float* q, int64_t nb, int x)
     return q[kT * nb + x];
 }
 
+// Cuts columns x0..x1 of the row at base into runs of cells with and
+// without attenuation and hands each to fn(xa, xb, bAttenuates).
+template <class Fn>
+void ForAttenuationRuns(const ViscoView& v, int64_t base, int x0, int x1, Fn fn)
+{
+    for (int xa = x0, xb; xa <= x1; xa = xb + 1)
+    {
+        const bool bAtt = IsViscoCell(v, base + xa);
+        for (xb = xa; xb < x1 && IsViscoCell(v, base + xb + 1) == bAtt; xb++)
+            ;
+        fn(xa, xb, bAtt);
+    }
+}
+
 } // namespace strainrows
 } // namespace ela
