@@ -1,0 +1,158 @@
+// The elastic sweeps as built for the build machine's own instruction set
+// against a triple loop over the per-cell kernels (built for the baseline),
+// bit for bit: PML and sponge, free surface, relaxation mechanisms in some
+// cells and not in others.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cpu/ElaSweep.h"
+
+namespace
+{
+
+// A whole elastic state in vectors; a copy is a deep copy.
+struct ElaState
+{
+    fd::SlabGeom g;
+    int nz, L;
+    std::vector<float> fld[9], b, c, m, viscoM, viscoG;
+    std::vector<float> a[3][2][2], p[3][2][2];   // profiles [axis][stencil][side]
+    std::vector<float> psi[2][3][3][2];          // [stress step][axis][derivative][side]
+    float taper[38];
+
+    ela::ElaStep Step(bool bTau)
+    {
+        ela::ElaStep s = {};
+        s.f = {fld[0].data(), fld[1].data(), fld[2].data(), fld[3].data(), fld[4].data(), fld[5].data(),
+               fld[6].data(), fld[7].data(), fld[8].data(), b.data(),      c.data(),      m.data(),
+               (int64_t)g.nx, (int64_t)g.nx * g.ny};
+        s.g = g;
+        s.bPML = g.W > 0;
+        for (int ax = 0; ax < 3; ax++)
+            for (int sd = 0; sd < 2; sd++)
+            {
+                for (int st = 0; st < 2; st++)
+                {
+                    s.prof.a[ax][st][sd] = a[ax][st][sd].data();
+                    s.prof.b[ax][st][sd] = p[ax][st][sd].data();
+                }
+                for (int j = 0; j < 3; j++)
+                    s.psi[ax][j][sd] = psi[bTau ? 1 : 0][ax][j][sd].data();
+            }
+        s.taper = taper;
+        s.nTaper = 6;
+        s.fS = 1.0f;
+        s.visco = {L > 0 ? viscoM.data() : nullptr, L > 0 ? viscoG.data() : nullptr, L, 0.001f};
+        return s;
+    }
+};
+
+void Fill(std::vector<float>& v, size_t n, std::mt19937& rng, float lo, float hi)
+{
+    std::uniform_real_distribution<float> d(lo, hi);
+    v.resize(n);
+    for (float& x : v)
+        x = d(rng);
+}
+
+ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    ElaState s;
+    s.g = {nx, ny, W, 2, 0, nz};
+    s.nz = nz;
+    s.L = L;
+    const size_t n = (size_t)nx * ny * nz;
+    for (std::vector<float>& v : s.fld)
+        Fill(v, n, rng, -1.0f, 1.0f);
+    Fill(s.b, n, rng, 0.0f, 0.3f);
+    Fill(s.c, n, rng, 0.0f, 0.3f);
+    Fill(s.m, n, rng, 0.0f, 0.1f);
+    // Empty cells in the top planes: a free surface below them.
+    for (size_t i = 0; i < (size_t)nx * ny * 5; i++)
+        if (rng() % 4 == 0)
+            s.b[i] = s.c[i] = s.m[i] = 0.0f;
+    const size_t slab[3] = {(size_t)nz * ny * W, (size_t)nz * nx * W, (size_t)ny * nx * W};
+    for (int ax = 0; ax < 3; ax++)
+        for (int sd = 0; sd < 2; sd++)
+        {
+            for (int st = 0; st < 2; st++)
+            {
+                Fill(s.a[ax][st][sd], slab[ax], rng, 0.5f, 1.0f);
+                Fill(s.p[ax][st][sd], slab[ax], rng, -0.5f, 0.0f);
+            }
+            for (int k = 0; k < 2; k++)
+                for (int j = 0; j < 3; j++)
+                    Fill(s.psi[k][ax][j][sd], slab[ax], rng, -0.1f, 0.1f);
+        }
+    if (L > 0)
+    {
+        Fill(s.viscoM, 3 * n * L, rng, 0.0f, 0.2f);
+        std::uniform_real_distribution<float> tau(0.002f, 0.05f);
+        // Every third row with some cells without attenuation (relaxation
+        // time 1), every fifth row without any.
+        for (size_t i = 0; i < n; i++)
+        {
+            const size_t row = i / nx;
+            const bool bNone = row % 5 == 0 || (row % 3 == 0 && rng() % 4 == 0);
+            for (int l = 0; l < L; l++)
+                s.viscoM[3 * (i * L + l) + 2] = bNone ? 1.0f : tau(rng);
+        }
+        Fill(s.viscoG, 6 * n * L, rng, -0.1f, 0.1f);
+    }
+    std::uniform_real_distribution<float> d(0.1f, 1.0f);
+    s.taper[0] = 0.0f;
+    for (int i = 1; i < 38; i++)
+        s.taper[i] = d(rng);
+    return s;
+}
+
+struct ElaBitsCase { const char* pszName; int nx, ny, nz, W, L; };
+
+class ElaSweepMatchesCells : public ::testing::TestWithParam<ElaBitsCase>
+{
+};
+
+TEST_P(ElaSweepMatchesCells, TwoStepsBitForBit)
+{
+    const ElaBitsCase& c = GetParam();
+    ElaState eng = Random(c.nx, c.ny, c.nz, c.W, c.L, 99u + c.nx + c.L);
+    ElaState ref = eng;
+    const fd::Box b = {2, 2, 2, c.nz - 3, c.ny - 3, c.nx - 3};
+    for (int step = 0; step < 2; step++)
+        for (bool bTau : {false, true})
+        {
+            bTau ? ela::ElaSweepTau(eng.Step(true), b) : ela::ElaSweepU(eng.Step(false), b);
+            const ela::ElaStep r = ref.Step(bTau);
+            for (int z = b.z0; z <= b.z1; z++)
+                for (int y = b.y0; y <= b.y1; y++)
+                    for (int x = b.x0; x <= b.x1; x++)
+                        bTau ? ela::ElaCellTau(r, x, y, z) : ela::ElaCellU(r, x, y, z);
+        }
+    std::vector<std::pair<const std::vector<float>*, const std::vector<float>*>> all = {{&eng.viscoG, &ref.viscoG}};
+    for (int k = 0; k < 9; k++)
+        all.push_back({&eng.fld[k], &ref.fld[k]});
+    for (int t = 0; t < 2; t++)
+        for (int ax = 0; ax < 3; ax++)
+            for (int j = 0; j < 3; j++)
+                for (int sd = 0; sd < 2; sd++)
+                    all.push_back({&eng.psi[t][ax][j][sd], &ref.psi[t][ax][j][sd]});
+    for (size_t k = 0; k < all.size(); k++)
+        EXPECT_EQ(0, memcmp(all[k].first->data(), all[k].second->data(), all[k].first->size() * sizeof(float)))
+            << "array " << k;
+}
+
+INSTANTIATE_TEST_SUITE_P(Grids, ElaSweepMatchesCells,
+                         ::testing::Values(ElaBitsCase{"Pml", 29, 26, 24, 5, 0}, ElaBitsCase{"Sponge", 29, 26, 24, 0, 0},
+                                           ElaBitsCase{"PmlVisco", 29, 26, 24, 5, 3},
+                                           ElaBitsCase{"SpongeVisco", 29, 26, 24, 0, 2}),
+                         [](const ::testing::TestParamInfo<ElaBitsCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
+
+} // namespace
