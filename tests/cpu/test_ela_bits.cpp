@@ -1,7 +1,7 @@
-// The elastic sweeps as built for the build machine's own instruction set
-// against a triple loop over the per-cell kernels (built for the baseline),
-// bit for bit: PML and sponge, free surface, relaxation mechanisms in some
-// cells and not in others.
+// The elastic, orthorhombic and 21-constant sweeps as built for the build
+// machine's own instruction set against a triple loop over the per-cell
+// kernels (built for the baseline), bit for bit: PML and sponge, free
+// surface, relaxation mechanisms in some cells and not in others.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cpu/AniSweep.h"
 #include "cpu/ElaSweep.h"
 
 namespace
@@ -23,6 +24,7 @@ struct ElaState
     std::vector<float> fld[9], b, c, m, viscoM, viscoG;
     std::vector<float> a[3][2][2], p[3][2][2];   // profiles [axis][stencil][side]
     std::vector<float> psi[2][3][3][2];          // [stress step][axis][derivative][side]
+    std::vector<float> k[21], psiAvg[3][9][2];   // anisotropic constants, memory of the averages
     float taper[38];
 
     ela::ElaStep Step(bool bTau)
@@ -50,6 +52,21 @@ struct ElaState
         s.visco = {L > 0 ? viscoM.data() : nullptr, L > 0 ? viscoG.data() : nullptr, L, 0.001f};
         return s;
     }
+
+    ani::AniStep AniStep()
+    {
+        ani::AniStep s;
+        s.o.e = Step(true);
+        s.o.c = {k[0].data(), k[1].data(), k[2].data(), k[3].data(), k[4].data(),
+                 k[5].data(), k[6].data(), k[7].data(), k[8].data()};
+        s.c = {k[9].data(),  k[10].data(), k[11].data(), k[12].data(), k[13].data(), k[14].data(),
+               k[15].data(), k[16].data(), k[17].data(), k[18].data(), k[19].data(), k[20].data()};
+        for (int ax = 0; ax < 3; ax++)
+            for (int j = 0; j < 9; j++)
+                for (int sd = 0; sd < 2; sd++)
+                    s.psiAvg[ax][j][sd] = psiAvg[ax][j][sd].data();
+        return s;
+    }
 };
 
 void Fill(std::vector<float>& v, size_t n, std::mt19937& rng, float lo, float hi)
@@ -60,11 +77,11 @@ void Fill(std::vector<float>& v, size_t n, std::mt19937& rng, float lo, float hi
         x = d(rng);
 }
 
-ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed)
+ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed, int h = 2)
 {
     std::mt19937 rng(seed);
     ElaState s;
-    s.g = {nx, ny, W, 2, 0, nz};
+    s.g = {nx, ny, W, h, 0, nz};
     s.nz = nz;
     s.L = L;
     const size_t n = (size_t)nx * ny * nz;
@@ -89,7 +106,11 @@ ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed)
             for (int k = 0; k < 2; k++)
                 for (int j = 0; j < 3; j++)
                     Fill(s.psi[k][ax][j][sd], slab[ax], rng, -0.1f, 0.1f);
+            for (int j = 0; j < 9; j++)
+                Fill(s.psiAvg[ax][j][sd], slab[ax], rng, -0.1f, 0.1f);
         }
+    for (int j = 0; j < 21; j++)
+        Fill(s.k[j], n, rng, j < 9 ? 0.0f : -0.05f, j < 9 ? 0.3f : 0.05f);
     if (L > 0)
     {
         Fill(s.viscoM, 3 * n * L, rng, 0.0f, 0.2f);
@@ -152,6 +173,51 @@ INSTANTIATE_TEST_SUITE_P(Grids, ElaSweepMatchesCells,
                                            ElaBitsCase{"PmlVisco", 29, 26, 24, 5, 3},
                                            ElaBitsCase{"SpongeVisco", 29, 26, 24, 0, 2}),
                          [](const ::testing::TestParamInfo<ElaBitsCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
+
+// The stress steps of the orthorhombic (bAni false) and 21-constant
+// methods, one step each (halo 3, as the 21-constant step needs).
+struct AniBitsCase { const char* pszName; bool bAni; int W, L; };
+
+class AniSweepMatchesCells : public ::testing::TestWithParam<AniBitsCase>
+{
+};
+
+TEST_P(AniSweepMatchesCells, StressStepBitForBit)
+{
+    const AniBitsCase& c = GetParam();
+    const int nx = 27, ny = 25, nz = 23;
+    ElaState eng = Random(nx, ny, nz, c.W, c.L, 7u + c.W + c.L, 3);
+    ElaState ref = eng;
+    const fd::Box b = {3, 3, 3, nz - 4, ny - 4, nx - 4};
+    const ani::AniStep s = eng.AniStep(), r = ref.AniStep();
+    ASSERT_TRUE(c.bAni ? ani::AniSweepTau(s, b) : ani::OrtSweepTau(s.o, b));
+    for (int z = b.z0; z <= b.z1; z++)
+        for (int y = b.y0; y <= b.y1; y++)
+            for (int x = b.x0; x <= b.x1; x++)
+                c.bAni ? ani::AniCellTau(r, x, y, z) : ort::OrtCellTau(r.o, x, y, z);
+    std::vector<std::pair<const std::vector<float>*, const std::vector<float>*>> all = {{&eng.viscoG, &ref.viscoG}};
+    for (int k = 3; k < 9; k++)
+        all.push_back({&eng.fld[k], &ref.fld[k]});
+    for (int ax = 0; ax < 3; ax++)
+        for (int sd = 0; sd < 2; sd++)
+        {
+            for (int j = 0; j < 3; j++)
+                all.push_back({&eng.psi[1][ax][j][sd], &ref.psi[1][ax][j][sd]});
+            for (int j = 0; j < 9; j++)
+                all.push_back({&eng.psiAvg[ax][j][sd], &ref.psiAvg[ax][j][sd]});
+        }
+    for (size_t k = 0; k < all.size(); k++)
+        EXPECT_EQ(0, memcmp(all[k].first->data(), all[k].second->data(), all[k].first->size() * sizeof(float)))
+            << "array " << k;
+}
+
+INSTANTIATE_TEST_SUITE_P(Grids, AniSweepMatchesCells,
+                         ::testing::Values(AniBitsCase{"OrtPml", false, 5, 0}, AniBitsCase{"OrtSpongeVisco", false, 0, 2},
+                                           AniBitsCase{"AniPml", true, 5, 0}, AniBitsCase{"AniPmlVisco", true, 5, 3},
+                                           AniBitsCase{"AniSponge", true, 0, 0}),
+                         [](const ::testing::TestParamInfo<AniBitsCase>& info) {
                              return std::string(info.param.pszName);
                          });
 
