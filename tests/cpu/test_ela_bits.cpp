@@ -1,7 +1,8 @@
-// The elastic, orthorhombic and 21-constant sweeps as built for the build
-// machine's own instruction set against a triple loop over the per-cell
-// kernels (built for the baseline), bit for bit: PML and sponge, free
-// surface, relaxation mechanisms in some cells and not in others.
+// The elastic, orthorhombic and 21-constant sweeps against a triple loop
+// over the per-cell kernels, bit for bit: PML and sponge, free surface,
+// relaxation mechanisms in some cells and not in others. As with the
+// acoustic sweeps, the file is also built into the program whose sweeps are
+// compiled for the build machine's own instruction set.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "RandomFill.h"
 #include "cpu/AniSweep.h"
 #include "cpu/ElaSweep.h"
 
@@ -69,14 +71,6 @@ struct ElaState
     }
 };
 
-void Fill(std::vector<float>& v, size_t n, std::mt19937& rng, float lo, float hi)
-{
-    std::uniform_real_distribution<float> d(lo, hi);
-    v.resize(n);
-    for (float& x : v)
-        x = d(rng);
-}
-
 ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed, int h = 2)
 {
     std::mt19937 rng(seed);
@@ -126,10 +120,7 @@ ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed, int h = 2)
         }
         Fill(s.viscoG, 6 * n * L, rng, -0.1f, 0.1f);
     }
-    std::uniform_real_distribution<float> d(0.1f, 1.0f);
-    s.taper[0] = 0.0f;
-    for (int i = 1; i < 38; i++)
-        s.taper[i] = d(rng);
+    RandomTaper(s.taper, rng);
     return s;
 }
 

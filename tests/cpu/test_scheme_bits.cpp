@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "RandomFill.h"
 #include "cpu/AcoSweep.h"
 #include "ref/AcoRef.h"
 
@@ -54,14 +55,6 @@ struct AcoState
     }
 };
 
-void Fill(std::vector<float>& v, size_t n, std::mt19937& rng, float lo, float hi)
-{
-    std::uniform_real_distribution<float> d(lo, hi);
-    v.resize(n);
-    for (float& x : v)
-        x = d(rng);
-}
-
 AcoState Random(int nx, int ny, int nz, int W, int nZ0, int nZAll, unsigned seed)
 {
     std::mt19937 rng(seed);
@@ -81,10 +74,7 @@ AcoState Random(int nx, int ny, int nz, int W, int nZ0, int nZAll, unsigned seed
                 Fill(s.b[ax][st][sd], s.Slab(ax), rng, -0.5f, 0.0f);
                 Fill(s.psi[st][ax][sd], s.Slab(ax), rng, -0.1f, 0.1f);
             }
-    std::uniform_real_distribution<float> d(0.1f, 1.0f);
-    s.taper[0] = 0.0f;
-    for (int i = 1; i < 38; i++)
-        s.taper[i] = d(rng);
+    RandomTaper(s.taper, rng);
     return s;
 }
 
