@@ -250,7 +250,6 @@ struct Ring
     std::vector<float> buf;
     int64_t s = 0;
     int y = -1, z = -1;
-    std::vector<float> strains;   // the row buffer of rows with mechanisms
 };
 
 // One row of differences of a group: the D- of the group's velocity along
@@ -379,10 +378,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
             return;
         }
         r.nb = g.nx;
-        const size_t n = (size_t)(bAni ? kRowsAni : strainrows::kRows) * g.nx;
-        if (ring.strains.size() < n)
-            ring.strains.resize(n);
-        r.buf = ring.strains.data();
+        r.buf = strainrows::ThreadBuffer((size_t)(bAni ? kRowsAni : strainrows::kRows) * g.nx);
     }
     // Once the row is known to take the runs.
     auto fill = [&]() {

@@ -22,7 +22,6 @@
 #include <algorithm>
 #include <array>
 #include <utility>
-#include <vector>
 
 namespace
 {
@@ -323,15 +322,6 @@ void ViscoPass(const ela::ViscoView& v, const ElaRow& r, bool bSurf, int x0, int
     });
 }
 
-// The row buffer of this thread, at least n floats.
-float* RowBuffer(size_t n)
-{
-    static thread_local std::vector<float> buf;
-    if (buf.size() < n)
-        buf.resize(n);
-    return buf.data();
-}
-
 // One half step over the box of one row. A stress row with mechanisms
 // runs its region kinds into the row buffer, then the mechanism loop.
 template <bool bTau>
@@ -354,7 +344,7 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
             return;
         }
         r.nb = g.nx;
-        r.buf = RowBuffer((size_t)rows::kRows * g.nx);
+        r.buf = rows::ThreadBuffer((size_t)rows::kRows * g.nx);
     }
     if (!s.bPML)
     {

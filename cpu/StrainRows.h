@@ -5,6 +5,8 @@
 // there. Row k of the buffer holds quantity k of every column, nb floats
 // apart; the 21-constant step adds its node strains from row kRows on.
 
+#include <vector>
+
 #include "cpu/ElaScheme.h"
 
 namespace ela
@@ -45,6 +47,15 @@ ONDEX_HD void Load(const float* q, int64_t nb, int x, StrainDerivs& d)
 ONDEX_HD float Factor(const float* q, int64_t nb, int x)
 {
     return q[kT * nb + x];
+}
+
+// The row buffer of the calling thread, at least n floats.
+inline float* ThreadBuffer(size_t n)
+{
+    static thread_local std::vector<float> buf;
+    if (buf.size() < n)
+        buf.resize(n);
+    return buf.data();
 }
 
 // Cuts columns x0..x1 of the row at base into runs of cells with and
