@@ -19,6 +19,11 @@
 // sweeps over the box inside the PML slabs only ("inner": the scheme
 // without its boundary, 56 bytes per cell).
 //
+// The "streams" rows move the same 56 bytes per cell over grids of the inner
+// box's size without stencil or arithmetic (bench::TimeStreams): the rate
+// the memory gives this mix of streams, beside which the "inner" rows show
+// what the stencil and its arithmetic cost on top.
+//
 // With -sponge the faces absorb by the 26-cell sponge strip instead (no
 // memory arrays, so 56 bytes for every cell).
 //
@@ -114,6 +119,12 @@ int main(int argc, char** argv)
             for (int nThreads : bench::ThreadCounts())
                 bench::PrintRow(szGrid, nMode == 0 ? "split" : nMode == 1 ? "fused" : "inner", nThreads,
                                 TimeSteps(*e, nThreads, nMode), nMode == 2 ? 56.0 : bytesPerCell, 56.0);
+        // Velocity sweep: P, B read, three velocities updated; pressure
+        // sweep: three velocities and C read, P updated.
+        const std::vector<bench::StreamSweep> mix = {bench::Streams<2, 3>(), bench::Streams<4, 1>()};
+        for (int nThreads : bench::ThreadCounts())
+            bench::PrintRow(szGrid, "streams", nThreads, bench::TimeStreams(mix, bench::InnerCells(*e), nThreads),
+                            bench::StreamBytes(mix), 56.0);
     }
     MPI_Finalize();
     return 0;

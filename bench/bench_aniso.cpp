@@ -21,6 +21,10 @@
 // sweep also reads the 3L mechanism constants and reads and writes the 6L
 // memory variables, 180 bytes more (328 and 376 in all).
 //
+// The "streams" rows move the bare byte count over grids of the inner box's
+// size without stencil or arithmetic: what the memory gives this mix of
+// streams (bench::TimeStreams).
+//
 // Usage: bench_aniso [-visco] [n | nxXnyXnz ...]   (default 150). Each
 // figure is the best of three batches, read against the triad run beside
 // them.
@@ -117,6 +121,14 @@ int main(int argc, char** argv)
                     bench::PrintRow(szWhat, nInner ? "inner" : "all", nThreads,
                                     TimeSteps(*e, nMethod, nThreads, nInner == 1), nInner ? base : bytesPerCell,
                                     base);
+            // As the elastic step, with 9 or 21 stiffness constants read.
+            const bench::StreamSweep tau = nMethod == 103 ? (bVisco ? bench::Streams<21, 24>() : bench::Streams<12, 6>())
+                                                          : (bVisco ? bench::Streams<33, 24>() : bench::Streams<24, 6>());
+            const std::vector<bench::StreamSweep> mix = {bench::Streams<7, 3>(), tau};
+            for (int nThreads : bench::ThreadCounts())
+                bench::PrintRow(szWhat, "streams", nThreads,
+                                bench::TimeStreams(mix, bench::InnerCells(*e), nThreads), bench::StreamBytes(mix),
+                                base);
         }
     MPI_Finalize();
     return 0;

@@ -15,6 +15,10 @@
 // Each size is timed over the whole grid ("all") and over the box inside
 // the PML slabs only ("inner": the scheme without its boundary).
 //
+// The "streams" rows move the bare byte count over grids of the inner box's
+// size without stencil or arithmetic: what the memory gives this mix of
+// streams (bench::TimeStreams).
+//
 // With -sponge the faces absorb by the 26-cell sponge strip instead of the
 // PML (no memory arrays: the bare count for every cell).
 //
@@ -115,6 +119,14 @@ int main(int argc, char** argv)
             for (int nThreads : bench::ThreadCounts())
                 bench::PrintRow(szGrid, nInner ? "inner" : "all", nThreads, TimeSteps(*e, nThreads, nInner == 1),
                                 nInner ? dBase : bytesPerCell, dBase);
+        // Velocity sweep: six stresses and B read, three velocities updated;
+        // stress sweep: three velocities, C, M and the mechanism constants
+        // read, six stresses and the memory variables updated (L = 3).
+        const std::vector<bench::StreamSweep> mix = {bench::Streams<7, 3>(),
+                                                     nViscoL ? bench::Streams<14, 24>() : bench::Streams<5, 6>()};
+        for (int nThreads : bench::ThreadCounts())
+            bench::PrintRow(szGrid, "streams", nThreads, bench::TimeStreams(mix, bench::InnerCells(*e), nThreads),
+                            bench::StreamBytes(mix), dBase);
     }
     MPI_Finalize();
     return 0;

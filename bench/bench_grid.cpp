@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <random>
 
 #include <omp.h>
@@ -79,6 +80,12 @@ bool HasInner(const CCalc3D_OMP& e)
     return e.m_bPML && std::min(e.m_nx, std::min(e.m_ny, e.m_nz)) > 2 * (e.m_nHalo + e.m_nPML);
 }
 
+double InnerCells(const CCalc3D_OMP& e)
+{
+    const int m = e.m_nHalo + (HasInner(e) ? e.m_nPML : 0);
+    return (double)(e.m_nx - 2 * m) * (e.m_ny - 2 * m) * (e.m_nz - 2 * m);
+}
+
 void PrintHead()
 {
     std::printf("%-14s %-6s %-7s %6s %9s %7s %7s %9s %6s %7s\n", "grid", "box", "threads", "steps", "Mcells/s",
@@ -92,6 +99,46 @@ void PrintRow(const std::string& what, const std::string& box, int nThreads, con
     std::printf("%-14s %-6s %-7d %6d %9.1f %7.1f %7.1f %9.1f %6.2f %7.2f\n", what.c_str(), box.c_str(), nThreads,
                 r.nSteps, r.dMcells, bytes, r.dTriadGBs, limit, r.dMcells / limit, r.dMcells / limitBase);
     std::fflush(stdout);
+}
+
+StepRate TimeStreams(const std::vector<StreamSweep>& sweeps, double cells, int nThreads)
+{
+    int nGrids = 0;
+    for (const StreamSweep& s : sweeps)
+        nGrids = std::max(nGrids, s.nRead + s.nUpdate);
+    const size_t n = (size_t)cells;
+    std::vector<std::unique_ptr<float[]>> grids(nGrids);
+    std::vector<float*> g(nGrids);
+    for (int k = 0; k < nGrids; k++)
+    {
+        grids[k].reset(new float[n]);
+        g[k] = grids[k].get();
+    }
+    // Blocks of a plane's size, first touched by the threads that sweep them.
+    constexpr size_t kBlock = 1u << 16;
+    const size_t nBlocks = (n + kBlock - 1) / kBlock;
+    omp_set_num_threads(nThreads);
+#pragma omp parallel for schedule(static)
+    for (size_t b = 0; b < nBlocks; b++)
+        for (int k = 0; k < nGrids; k++)
+            std::fill(g[k] + b * kBlock, g[k] + std::min(n, (b + 1) * kBlock), 1.0f);
+    auto Step = [&]() {
+        for (const StreamSweep& s : sweeps)
+        {
+#pragma omp parallel for schedule(static)
+            for (size_t b = 0; b < nBlocks; b++)
+                s.run(g.data(), b * kBlock, std::min(n, (b + 1) * kBlock));
+        }
+    };
+    return TimeStepRate(Step, cells, nThreads);
+}
+
+double StreamBytes(const std::vector<StreamSweep>& sweeps)
+{
+    double b = 0;
+    for (const StreamSweep& s : sweeps)
+        b += 4.0 * (s.nRead + 2 * s.nUpdate);
+    return b;
 }
 
 std::vector<int> ThreadCounts()
