@@ -122,8 +122,9 @@ int main(int argc, char** argv)
                                     TimeSteps(*e, nMethod, nThreads, nInner == 1), nInner ? base : bytesPerCell,
                                     base);
             // As the elastic step, with 9 or 21 stiffness constants read.
-            const bench::StreamSweep tau = nMethod == 103 ? (bVisco ? bench::Streams<21, 24>() : bench::Streams<12, 6>())
-                                                          : (bVisco ? bench::Streams<33, 24>() : bench::Streams<24, 6>());
+            const bench::StreamSweep tau =
+                nMethod == 103 ? (bVisco ? bench::Streams<21, 24>() : bench::Streams<12, 6>())
+                               : (bVisco ? bench::Streams<33, 24>() : bench::Streams<24, 6>());
             const std::vector<bench::StreamSweep> mix = {bench::Streams<7, 3>(), tau};
             for (int nThreads : bench::ThreadCounts())
                 bench::PrintRow(szWhat, "streams", nThreads,
