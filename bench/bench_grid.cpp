@@ -88,7 +88,7 @@ double InnerCells(const CCalc3D_OMP& e)
 
 void PrintHead()
 {
-    std::printf("%-14s %-6s %-7s %6s %9s %7s %7s %9s %6s %7s\n", "grid", "box", "threads", "steps", "Mcells/s",
+    std::printf("%-14s %-10s %-7s %6s %9s %7s %7s %9s %6s %7s\n", "grid", "box", "threads", "steps", "Mcells/s",
                 "B/cell", "triad", "limit", "ratio", "of base");
 }
 
@@ -96,7 +96,7 @@ void PrintRow(const std::string& what, const std::string& box, int nThreads, con
               double base)
 {
     const double limit = r.dTriadGBs * 1e3 / bytes, limitBase = r.dTriadGBs * 1e3 / base;
-    std::printf("%-14s %-6s %-7d %6d %9.1f %7.1f %7.1f %9.1f %6.2f %7.2f\n", what.c_str(), box.c_str(), nThreads,
+    std::printf("%-14s %-10s %-7d %6d %9.1f %7.1f %7.1f %9.1f %6.2f %7.2f\n", what.c_str(), box.c_str(), nThreads,
                 r.nSteps, r.dMcells, bytes, r.dTriadGBs, limit, r.dMcells / limit, r.dMcells / limitBase);
     std::fflush(stdout);
 }

@@ -3,6 +3,7 @@
 // files.
 
 #include "cpu/Calc3D_OMP.h"
+#include "cpu/AcoSweep.h"
 
 #include <algorithm>
 
@@ -14,6 +15,7 @@ CCalc3D_OMP::CCalc3D_OMP(COndexApp& app)
       m_pTxx(nullptr), m_pTyy(nullptr), m_pTzz(nullptr),
       m_pTxy(nullptr), m_pTxz(nullptr), m_pTyz(nullptr),
       m_pViscoG(nullptr),
+      m_nPairTileRows(fd::kPairTileRows),
       m_pBigSeis(nullptr), m_pBigShot(nullptr)
 {
     for (int i = 0; i < 2; i++)

@@ -19,7 +19,7 @@ public:
     int ApplySignal(int nStep) override;
     int PropagateAcoWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
-    int PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
+    int PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
@@ -49,10 +49,8 @@ public:
     float* m_pTimeMax[2];   // time field maxima
     float* m_pTimeArr[2];   // time field arrival times
     float* m_pSeis[4];      // seismogram buffers X, Y, Z, C
-    // The acoustic step as one fused pass over the planes. Same bits as the
-    // two sweeps, but measured about 0.7 times their speed on the machines
-    // at hand (bench_acoustic), so off unless asked for.
-    bool m_bFuseAco = false;
+    // Rows per tile of the two-step acoustic pass (PropagateAcoPair).
+    int m_nPairTileRows;
 
     // PML memory variables, one per differentiated field, axis and side, of
     // the slab size of that axis. The acoustic scheme keeps its pressure

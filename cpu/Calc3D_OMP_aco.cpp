@@ -66,10 +66,8 @@ int CCalc3D_OMP::PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1
     return fd::AcoSweepTau(s, b) ? 0 : -150;
 }
 
-int CCalc3D_OMP::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+int CCalc3D_OMP::PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
-    if (!m_bFuseAco)
-        return CCalc3D::PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
     fd::Box b;
     fd::AcoStep su, st;
     int nResult = AcoSetup(*this, false, iz0, iy0, ix0, iz1, iy1, ix1, b, su);
@@ -77,5 +75,5 @@ int CCalc3D_OMP::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, i
         nResult = AcoSetup(*this, true, iz0, iy0, ix0, iz1, iy1, ix1, b, st);
     if (nResult != 0)
         return nResult;
-    return fd::AcoSweepStep(su, st, b) ? 0 : -150;
+    return fd::AcoSweepTwoSteps(su, st, b, m_nPairTileRows) ? 0 : -150;
 }

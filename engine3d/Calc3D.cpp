@@ -69,7 +69,8 @@ CCalc3D::CCalc3D(COndexApp& app)
       m_t3DSnapLast(0.0),
       m_n3DSnapNz(0),
       m_nBoxY0(0), m_nBoxX0(0), m_nBoxY1(0), m_nBoxX1(0),
-      m_nBoxHold(0)
+      m_nBoxHold(0),
+      m_bPairSteps(true)
 {
     m_cubeModel = CCubeR();
     m_cubeSim = CCubeR();
@@ -132,6 +133,12 @@ int CCalc3D::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int i
     int r = PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
     r |= PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
     return r;
+}
+
+int CCalc3D::PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+{
+    const int r = PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
+    return r != 0 ? r : PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
 }
 
 float CCalc3D::SWaveRamp(double tCur, double dFreq)

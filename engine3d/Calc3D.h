@@ -39,6 +39,9 @@ public:
     // One whole acoustic step (velocity, then pressure) over one box; an
     // engine may fuse the two. The depth-group loop calls the halves itself.
     virtual int PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
+    // Two whole acoustic steps over one box with nothing between them (no
+    // source, no recording); an engine may run them in one pass over memory.
+    virtual int PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
     virtual int PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
@@ -59,6 +62,10 @@ public:
     int CalculateShared();
     int StepCount(int& nSteps) const;   // steps of the record, or -101
     void SourceBox(int nStep, int& iy0, int& iy1, int& ix0, int& ix1);
+    int EndOfStep(int nStep, int nSteps, int r, double& tRecord);
+    bool PairAhead(int nStep, int nSteps, double tRecord) const;
+    bool Snapshot2DDue(double tCur) const;
+    bool Snapshot3DDue(double tCur, double& tDue) const;
     int CalculateDistributed();
 
     // ---- Job file --------------------------------------------------------
@@ -232,6 +239,7 @@ public:
     int m_n3DSnapNz;                    // z samples of a 3D snapshot on this node
     int m_nBoxY0, m_nBoxX0, m_nBoxY1, m_nBoxX1; // source box; Y1/X1 <= 0: none
     int m_nBoxHold;                     // steps the box stood still before time 0
+    bool m_bPairSteps;                  // run quiet acoustic steps two at a time
 };
 
 // Debug: a grid of nx*ny*nz cells (x fastest) as a SEG-Y cube over 'cube'.

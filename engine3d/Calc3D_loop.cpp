@@ -61,7 +61,9 @@ int CCalc3D::CalculateShared()
             }
         }
 
-        // 5. Scheme, with the S-wave ramp for the elastic methods.
+        // 5. Scheme, with the S-wave ramp for the elastic methods. An
+        // acoustic step after which nothing is injected, recorded or saved
+        // goes together with the next one, in one pass over memory.
         const int nType = m_pApp->m_Type;
         if (nType >= 102 && nType <= 104)
         {
@@ -69,11 +71,12 @@ int CCalc3D::CalculateShared()
             if (m_bSuppressSV)
                 m_fSWave = SWaveRamp(m_tCur, m_Signal.m_dFreq);
         }
+        const bool bPair = nType == 101 && PairAhead(nStep, nSteps, tRecord);
         int r = 0;
         switch (nType)
         {
         case 101:
-            r = PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
+            r = bPair ? PropagateAcoPair(iz0, iy0, ix0, iz1, iy1, ix1) : PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
             break;
         case 102:
             r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
@@ -92,72 +95,114 @@ int CCalc3D::CalculateShared()
             u_Error("Error! Unknown modeling method (%d) in the time loop.\n", nType);
             return -200;
         }
-
-        // 6. Time, also after a failed step.
-        m_tCur += m_dt;
-
-        // 7. Scheme failure.
-        if (r == -150)
+        // The first step of a pair ends with nothing due (PairAhead), so its
+        // end of step is the plain one; a failure of the pair ends the shot there.
+        if (bPair)
         {
-            u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please decrease dt.\n");
-            return r;
-        }
-        if (r != 0)
-        {
-            u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
-            return r;
-        }
-
-        // 8. Time field, every fifth step from step 0.
-        if (m_nTimeField != 0 && nStep % 5 == 0)
-        {
-            r = PropagateTimeField();
-            if (r != 0)
-            {
-                u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
-                return r;
-            }
-        }
-
-        // 9. Seismogram: at most one sample per step, on the job's own grid.
-        if (m_tCur >= tRecord)
-        {
-            r = RecordSeismogram();
-            if (r != 0)
-            {
-                u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
-                return r;
-            }
-            tRecord += m_pApp->m_dt;
-        }
-
-        // 10. 2D snapshot of every Every-th shot.
-        if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_tCur >= m_tSnapNext)
-        {
-            double rStep = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;
-            CString strSnap = GetFileName(1, ' ', false, false, 0.0);
-            r = AppendVmg2DSnapshot(strSnap, 'X', "ZXYC", rStep, false);
-            m_tSnapNext += m_dSnapDt;
+            r = EndOfStep(nStep, nSteps, r, tRecord);
             if (r != 0)
                 return r;
+            nStep++;
         }
-
-        // 11. 3D snapshots decide by themselves whether this step is due.
-        r = Save3DSnapshots();
+        r = EndOfStep(nStep, nSteps, r, tRecord);
         if (r != 0)
             return r;
-
-        // 12. Progress.
-        float s = (float)(nStep + 1);
-        float p = s / (float)nSteps;
-        int nPercent = (int)(100.0f * p);
-        int n = m_pApp->m_nLastPoint - m_pApp->m_nFirstPoint + 1;
-        if (n < 1)
-            n = 1;   // an unset shot range must not divide by zero
-        int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + p / (float)n) * 100.0f);
-        u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
     }
     return 0;
+}
+
+// Steps 6 to 12 of the loop: time, failure, time field, seismogram,
+// snapshots, progress.
+int CCalc3D::EndOfStep(int nStep, int nSteps, int r, double& tRecord)
+{
+    // 6. Time, also after a failed step.
+    m_tCur += m_dt;
+
+    // 7. Scheme failure.
+    if (r == -150)
+    {
+        u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please decrease dt.\n");
+        return r;
+    }
+    if (r != 0)
+    {
+        u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
+        return r;
+    }
+
+    // 8. Time field, every fifth step from step 0.
+    if (m_nTimeField != 0 && nStep % 5 == 0)
+    {
+        r = PropagateTimeField();
+        if (r != 0)
+        {
+            u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
+            return r;
+        }
+    }
+
+    // 9. Seismogram: at most one sample per step, on the job's own grid.
+    if (m_tCur >= tRecord)
+    {
+        r = RecordSeismogram();
+        if (r != 0)
+        {
+            u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
+            return r;
+        }
+        tRecord += m_pApp->m_dt;
+    }
+
+    // 10. 2D snapshot of every Every-th shot.
+    if (Snapshot2DDue(m_tCur))
+    {
+        double rStep = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;
+        CString strSnap = GetFileName(1, ' ', false, false, 0.0);
+        r = AppendVmg2DSnapshot(strSnap, 'X', "ZXYC", rStep, false);
+        m_tSnapNext += m_dSnapDt;
+        if (r != 0)
+            return r;
+    }
+
+    // 11. 3D snapshots decide by themselves whether this step is due.
+    r = Save3DSnapshots();
+    if (r != 0)
+        return r;
+
+    // 12. Progress.
+    float s = (float)(nStep + 1);
+    float p = s / (float)nSteps;
+    int nPercent = (int)(100.0f * p);
+    int n = m_pApp->m_nLastPoint - m_pApp->m_nFirstPoint + 1;
+    if (n < 1)
+        n = 1;   // an unset shot range must not divide by zero
+    int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + p / (float)n) * 100.0f);
+    u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
+    return 0;
+}
+
+bool CCalc3D::Snapshot2DDue(double tCur) const
+{
+    return m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && tCur >= m_tSnapNext;
+}
+
+// Whether step nStep (its source already applied) may run together with the
+// next: both exist, the next injects nothing, both compute the whole grid
+// (the source box has grown out for good), and nothing is due at the end of
+// this one: no time field, seismogram sample, film frame or 3D snapshot.
+// The times are formed as the loop forms them, so the answer is exact.
+bool CCalc3D::PairAhead(int nStep, int nSteps, double tRecord) const
+{
+    if (!m_bPairSteps || nStep + 1 >= nSteps || nStep + 1 < m_Signal.m_nLen)
+        return false;
+    if (m_nBoxY1 > 0 && m_nBoxX1 > 0)
+        return false;
+    if (m_nTimeField != 0 && nStep % 5 == 0)
+        return false;
+    double t = m_tCur;
+    t += m_dt;
+    double tDue = 0.0;
+    return !(t >= tRecord) && !Snapshot2DDue(t) && !Snapshot3DDue(t, tDue);
 }
 
 int CCalc3D::StepCount(int& nSteps) const

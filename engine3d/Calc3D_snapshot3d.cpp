@@ -84,24 +84,25 @@ int CCalc3D::Init3DSnapshots()
     return 0;
 }
 
+bool CCalc3D::Snapshot3DDue(double tCur, double& tDue) const
+{
+    if (!m_b3DSnapshots)
+        return false;
+    for (double t : m_vSnapTimes)
+        if (m_t3DSnapLast < t && t <= tCur)
+        {
+            tDue = t;
+            return true;
+        }
+    return false;
+}
+
 int CCalc3D::Save3DSnapshots()
 {
     // 1, 2. The first listed time this step has passed; later ones of the
     // same step are passed over.
-    if (!m_b3DSnapshots)
-        return 0;
     double tDue = 0.0;
-    bool bDue = false;
-    for (double t : m_vSnapTimes)
-    {
-        if (m_t3DSnapLast < t && t <= m_tCur)
-        {
-            tDue = t;
-            bDue = true;
-            break;
-        }
-    }
-    if (!bDue)
+    if (!Snapshot3DDue(m_tCur, tDue))
         return 0;
     m_t3DSnapLast = m_tCur;
 

@@ -107,25 +107,28 @@ class AcoSweepMatchesCells : public ::testing::TestWithParam<AcoCase>
 {
 };
 
-TEST_P(AcoSweepMatchesCells, ThreeStepsBitForBit)
+TEST_P(AcoSweepMatchesCells, FourStepsBitForBit)
 {
     const AcoCase& c = GetParam();
     AcoState eng = Random(c.nx, c.ny, c.nz, c.W, c.nZ0, c.nZ0 + c.nz + c.nZAllExtra, 1234u + c.nx + c.W);
     AcoState ref = eng;
     const int h = 2;
     const fd::Box b = {h, h + c.dy0, h + c.dx0, c.nz - h - 1, c.ny - h - 1 - c.dy1, c.nx - h - 1 - c.dx1};
-    for (int step = 0; step < 3; step++)
+    for (int step = 0; step < 4; step++)
     {
-        // The middle step runs both halves fused, in one pass.
+        // Steps 1 and 2 run as one two-step pass, in tiles of 4 to 6 rows so
+        // that every grid has several tiles running on the threads at once.
         if (step == 1)
-            EXPECT_TRUE(fd::AcoSweepStep(eng.Step(false, c.nTaper), eng.Step(true, c.nTaper), b));
-        else
+            EXPECT_TRUE(fd::AcoSweepTwoSteps(eng.Step(false, c.nTaper), eng.Step(true, c.nTaper), b, 4 + c.nx % 3));
+        else if (step != 2)
         {
             EXPECT_TRUE(fd::AcoSweepU(eng.Step(false, c.nTaper), b));
             EXPECT_TRUE(fd::AcoSweepTau(eng.Step(true, c.nTaper), b));
         }
         AcoRefU(ref.Step(false, c.nTaper), b);
         AcoRefTau(ref.Step(true, c.nTaper), b);
+        if (step == 1)
+            continue;
         ExpectSame(eng, ref);
         if (HasFailure())
             return;
