@@ -36,8 +36,8 @@ public:
     // Box arguments: first plane, row, column, then last plane, row, column (inclusive).
     virtual int PropagateAcoWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
-    // One whole acoustic step (velocity, then pressure) over one box; an
-    // engine may fuse the two. The depth-group loop calls the halves itself.
+    // One whole acoustic step (velocity, then pressure) over one box. The
+    // depth-group loop calls the halves itself.
     virtual int PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
     // Two whole acoustic steps over one box with nothing between them (no
     // source, no recording); an engine may run them in one pass over memory.
