@@ -14,7 +14,7 @@
 // The last column ("of base") puts the rate against the 56-byte limit alone,
 // the target for the sweeps whatever the boundary costs. Each grid is run with the two
 // half steps as separate sweeps ("split") and with two whole steps in one
-// pass over memory ("pair", CCalc3D_OMP::PropagateAcoPair, what the time
+// pass over memory ("pair", CCalc3D_OMP::PropagatePair, what the time
 // loop runs between steps that inject or record), which moves about half
 // the bytes per cell-update; then both over the box inside the PML slabs
 // only ("inner", "inner pair": the scheme without its boundary). The byte
@@ -31,7 +31,8 @@
 //
 // Usage: bench_acoustic [-sponge] [n | nxXnyXnz ...]   (default 250
 // 333x250x200). Each figure is the best of three timed batches, read
-// against the triad run beside them.
+// against the triad run beside them. ONDEX_PAIR_ROWS sets the tile height
+// of the pair rows.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -70,7 +71,7 @@ bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, int nMode)
     const double cells = (bPair ? 2.0 : 1.0) * (nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
     auto Step = [&]() {
         if (bPair)
-            e.PropagateAcoPair(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+            e.PropagatePair(101, m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
         else
         {
             e.PropagateAcoWaveU(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
@@ -109,9 +110,6 @@ int main(int argc, char** argv)
         std::unique_ptr<CCalc3D_OMP> e = MakeEngine(app, n, bSponge);
         char szGrid[40];
         std::snprintf(szGrid, sizeof(szGrid), "%dx%dx%d", n.nx, n.ny, n.nz);
-        if (const char* pszRows = std::getenv("ONDEX_PAIR_ROWS"))
-            if (e)
-                e->m_nPairTileRows = std::atoi(pszRows);   // to try other tile heights
         if (!e)
         {
             std::printf("%s: could not set up the grid\n", szGrid);

@@ -15,7 +15,8 @@
 // them; the last column ("of base") puts the rate against 148 or 196 bytes.
 //
 // Each size is timed over the whole grid ("all") and over the box inside
-// the PML slabs only ("inner").
+// the PML slabs only ("inner"), each also with two whole steps in one pass
+// over memory ("pair", "inner pair"), as in bench_elastic.
 //
 // With -visco every cell has L = 3 relaxation mechanisms (Q 50): the stress
 // sweep also reads the 3L mechanism constants and reads and writes the 6L
@@ -58,20 +59,23 @@ std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g, i
     if (FillStiffness(*e, (float)(r / 15000.0), (float)(r * 15000.0)) != 0)
         return nullptr;
     e->m_bSuppressSV = true;
-    e->m_fSWave = 1.0f;
+    e->m_fSWave = e->m_fSWaveNext = 1.0f;
     return e;
 }
 
-bench::StepRate TimeSteps(CCalc3D_OMP& e, int nMethod, int nThreads, bool bInner)
+// nMode 0: the two sweeps over the grid; 1: two steps in one pass
+// (counted at the bytes of the sweeps); 2, 3: the same over the box inside
+// the PML slabs only.
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nMethod, int nThreads, int nMode)
 {
-    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, m = e.m_nHalo + (bInner ? e.m_nPML : 0);
-    const double cells = (double)(nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
+    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, m = e.m_nHalo + (nMode >= 2 ? e.m_nPML : 0);
+    const bool bPair = nMode % 2 == 1;
+    const double cells = (bPair ? 2.0 : 1.0) * (nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
     auto Step = [&]() {
-        e.PropagateElaWaveU(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
-        if (nMethod == 103)
-            e.PropagateOrtWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+        if (bPair)
+            e.PropagatePair(nMethod, m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
         else
-            e.PropagateAniWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+            e.PropagateStep(nMethod, m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
     };
     return bench::TimeStepRate(Step, cells, nThreads);
 }
@@ -116,11 +120,11 @@ int main(int argc, char** argv)
             const double base = (nMethod == 103 ? 148.0 : 196.0) + (bVisco ? 180.0 : 0.0);
             const double slab = nMethod == 103 ? 80.0 : 152.0;
             const double bytesPerCell = (base * cells + slab * bench::SlabSideCells(*e)) / cells;
-            for (int nInner = 0; nInner < (bench::HasInner(*e) ? 2 : 1); nInner++)
+            const char* const names[4] = {"all", "pair", "inner", "inner pair"};
+            for (int nMode = 0; nMode < (bench::HasInner(*e) ? 4 : 2); nMode++)
                 for (int nThreads : bench::ThreadCounts())
-                    bench::PrintRow(szWhat, nInner ? "inner" : "all", nThreads,
-                                    TimeSteps(*e, nMethod, nThreads, nInner == 1), nInner ? base : bytesPerCell,
-                                    base);
+                    bench::PrintRow(szWhat, names[nMode], nThreads, TimeSteps(*e, nMethod, nThreads, nMode),
+                                    nMode >= 2 ? base : bytesPerCell, base);
             // As the elastic step, with 9 or 21 stiffness constants read.
             const bench::StreamSweep tau =
                 nMethod == 103 ? (bVisco ? bench::Streams<21, 24>() : bench::Streams<12, 6>())

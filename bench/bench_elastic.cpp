@@ -13,7 +13,10 @@
 // base") puts the rate against the bare 120 bytes.
 //
 // Each size is timed over the whole grid ("all") and over the box inside
-// the PML slabs only ("inner": the scheme without its boundary).
+// the PML slabs only ("inner": the scheme without its boundary), each also
+// with two whole steps in one pass over memory ("pair", "inner pair": what
+// the time loop runs between steps that inject or record), counted at the
+// bytes of the two sweeps, so that a pass that moves fewer shows above them.
 //
 // The "streams" rows move the bare byte count over grids of the inner box's
 // size without stencil or arithmetic: what the memory gives this mix of
@@ -57,14 +60,18 @@ std::unique_ptr<CCalc3D_OMP> MakeEngine(COndexApp& app, const bench::Shape& g, b
     return e;
 }
 
-// bInner: only the box inside the PML slabs.
-bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, bool bInner)
+// nMode 0: the two sweeps over the grid; 1: two steps in one pass; 2, 3: the
+// same over the box inside the PML slabs only.
+bench::StepRate TimeSteps(CCalc3D_OMP& e, int nThreads, int nMode)
 {
-    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, m = e.m_nHalo + (bInner ? e.m_nPML : 0);
-    const double cells = (double)(nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
+    const int nx = e.m_nx, ny = e.m_ny, nz = e.m_nz, m = e.m_nHalo + (nMode >= 2 ? e.m_nPML : 0);
+    const bool bPair = nMode % 2 == 1;
+    const double cells = (bPair ? 2.0 : 1.0) * (nx - 2 * m) * (ny - 2 * m) * (nz - 2 * m);
     auto Step = [&]() {
-        e.PropagateElaWaveU(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
-        e.PropagateElaWaveTau(m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+        if (bPair)
+            e.PropagatePair(102, m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
+        else
+            e.PropagateStep(102, m, m, m, nz - m - 1, ny - m - 1, nx - m - 1);
     };
     return bench::TimeStepRate(Step, cells, nThreads);
 }
@@ -111,14 +118,15 @@ int main(int argc, char** argv)
             continue;
         }
         e->m_bSuppressSV = !bFree;
-        e->m_fSWave = 1.0f;
+        e->m_fSWave = e->m_fSWaveNext = 1.0f;
         const int h = e->m_nHalo;
         const double cells = (double)(n.nx - 2 * h) * (n.ny - 2 * h) * (n.nz - 2 * h);
         const double bytesPerCell = (dBase * cells + 2 * 40.0 * bench::SlabSideCells(*e)) / cells;
-        for (int nInner = 0; nInner < (bench::HasInner(*e) ? 2 : 1); nInner++)
+        const char* const names[4] = {"all", "pair", "inner", "inner pair"};
+        for (int nMode = 0; nMode < (bench::HasInner(*e) ? 4 : 2); nMode++)
             for (int nThreads : bench::ThreadCounts())
-                bench::PrintRow(szGrid, nInner ? "inner" : "all", nThreads, TimeSteps(*e, nThreads, nInner == 1),
-                                nInner ? dBase : bytesPerCell, dBase);
+                bench::PrintRow(szGrid, names[nMode], nThreads, TimeSteps(*e, nThreads, nMode),
+                                nMode >= 2 ? dBase : bytesPerCell, dBase);
         // Velocity sweep: six stresses and B read, three velocities updated;
         // stress sweep: three velocities, C, M and the mechanism constants
         // read, six stresses and the memory variables updated (L = 3).

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <random>
 
@@ -47,6 +48,8 @@ std::unique_ptr<CCalc3D_OMP> MakeGridEngine(COndexApp& app, const Shape& g, int 
     e->m_dt = 0.001;
     e->m_nViscoL = nViscoL;
     e->m_Signal.m_dFreq = 20.0;
+    if (const char* pszRows = std::getenv("ONDEX_PAIR_ROWS"))
+        e->m_nPairTileRows = std::atoi(pszRows);   // to try other tile heights of the two-step pass
     if (e->AllocateMemory(false, true) != 0)
         return nullptr;
     const size_t cells = (size_t)g.nx * g.ny * g.nz;

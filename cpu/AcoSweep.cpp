@@ -13,14 +13,10 @@
 // second time for another instruction set and compared bit for bit.
 
 #include "cpu/AcoSweep.h"
+#include "cpu/SweepPair.h"
 #include "cpu/SweepRuns.h"
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
-#include <vector>
-
-#include <omp.h>
 
 namespace
 {
@@ -232,91 +228,30 @@ bool AcoSweep(const fd::AcoStep& s, const fd::Box& b)
     }
     return bOk != 0;
 }
-// Two whole steps (velocity, pressure, velocity, pressure) in one pass over
-// memory, so that each grid is read and written about once per two steps.
-//
-// Sub-step s (0 velocity, 1 pressure, 2 velocity, 3 pressure) of plane j - kLag[s]
-// runs in stage j. The velocity of plane k reads the pressure of planes
-// k-2..k+1 and the pressure of plane k the velocities of planes k-1..k+2; with
-// these lags each sub-step finds the old or new values it needs and overwrites
-// nothing still to be read. The rows go in tiles; sub-step s of tile t covers
-// the rows from y0 + t*rows - 2s on (the stencil reaches two rows either way),
-// so a tile needs only the tiles before it, and tile t never overwrites what
-// tile t-1 has still to read as long as t-1 keeps kLead stages ahead. Thread
-// t % T runs tile t, waiting on the stage counter of the thread that runs t-1:
-// a pipeline with no barrier. Each cell gets the bits of the four sweeps.
-constexpr int kSubSteps = 4;
-constexpr int kLag[kSubSteps] = {0, 2, 3, 5};
-constexpr int kLead = 4;
-
-// Done stages of a thread, as tile * (stages + 1) + stage, on a line of its own.
-struct alignas(64) Progress
-{
-    std::atomic<int64_t> n{-1};
-};
-
-void WaitFor(const Progress& p, int64_t n)
-{
-    for (int spin = 0; p.n.load(std::memory_order_acquire) < n; spin++)
-        if (spin > 1000)
-            std::this_thread::yield();   // the machine may be shared: give the core away
-}
-
-bool AcoSweepPair(const fd::AcoStep& su, const fd::AcoStep& st, const fd::Box& b, int nTileRows)
-{
-    const int nRows = b.y1 - b.y0 + 1, nPlanes = b.z1 - b.z0 + 1;
-    if (nRows <= 0 || nPlanes <= 0 || b.x1 < b.x0)
-        return true;
-    const int nTiles = (nRows + nTileRows - 1) / nTileRows, nStages = nPlanes + kLag[kSubSteps - 1];
-    const int xm = b.x0 + (b.x1 - b.x0) / 2;
-    const bool bCheck = xm >= 0 && xm < st.g.nx;
-    unsigned char bOk = 1;
-    std::vector<Progress> progress((size_t)std::max(1, omp_get_max_threads()));
-#pragma omp parallel
-    {
-        const int me = omp_get_thread_num(), nThreads = omp_get_num_threads();
-        for (int t = me; t < nTiles; t += nThreads)
-        {
-            int y0[kSubSteps], y1[kSubSteps];   // rows [y0, y1) of each sub-step
-            for (int s = 0; s < kSubSteps; s++)
-            {
-                y0[s] = t == 0 ? b.y0 : std::max(b.y0, b.y0 + t * nTileRows - 2 * s);
-                y1[s] = t == nTiles - 1 ? b.y1 + 1 : std::max(b.y0, b.y0 + (t + 1) * nTileRows - 2 * s);
-            }
-            const Progress& before = progress[(size_t)((t - 1 + nThreads) % nThreads)];
-            for (int j = 0; j < nStages; j++)
-            {
-                if (t > 0)
-                    WaitFor(before, (int64_t)(t - 1) * (nStages + 1) + std::min(j + 1 + kLead, nStages));
-                for (int s = 0; s < kSubSteps; s++)
-                {
-                    const int z = b.z0 + j - kLag[s];
-                    if (z < b.z0 || z > b.z1)
-                        continue;
-                    for (int y = y0[s]; y < y1[s]; y++)
-                        if (s % 2 == 0)
-                            AcoRow1<false>(su, y, z, b.x0, b.x1);
-                        else
-                        {
-                            AcoRow1<true>(st, y, z, b.x0, b.x1);
-                            if (bCheck && fd::IsNaNBits(st.f.p[fd::CellIndex(st.g, xm, y, z)]))
-                            {
-#pragma omp atomic write
-                                bOk = 0;
-                            }
-                        }
-                }
-                progress[(size_t)me].n.store((int64_t)t * (nStages + 1) + j + 1, std::memory_order_release);
-            }
-        }
-    }
-    return bOk != 0;
-}
+// The velocity reads P two cells below and one above (D-), the pressure
+// the velocities one below and two above (D+), along z and y alike.
+constexpr fd::Reach kReachU[2] = {{2, 1}, {2, 1}}, kReachP[2] = {{1, 2}, {1, 2}};
+constexpr fd::PairPlan kPlan = fd::MakePairPlan(kReachU, kReachP);
 } // namespace
 
 bool fd::AcoSweepTwoSteps(const AcoStep& su, const AcoStep& st, const Box& b, int nTileRows)
 {
-    return AcoSweepPair(su, st, b, std::max(4, nTileRows));
+    const int xm = b.x0 + (b.x1 - b.x0) / 2;
+    const bool bCheck = xm >= 0 && xm < st.g.nx;
+    return SweepTwoSteps(b, nTileRows > 0 ? nTileRows : kPairTileRows, kPlan, [&]() {
+        return [&](int s, int z, int ya, int yb) {
+            bool bOk = true;
+            for (int y = ya; y < yb; y++)
+                if (s % 2 == 0)
+                    AcoRow1<false>(su, y, z, b.x0, b.x1);
+                else
+                {
+                    AcoRow1<true>(st, y, z, b.x0, b.x1);
+                    bOk = bOk && !(bCheck && IsNaNBits(st.f.p[CellIndex(st.g, xm, y, z)]));
+                }
+            return bOk;
+        };
+    });
 }
 
 bool fd::AcoSweepU(const AcoStep& s, const Box& b)

@@ -11,8 +11,8 @@ namespace fd
 bool AcoSweepU(const AcoStep& s, const Box& b);
 bool AcoSweepTau(const AcoStep& s, const Box& b);
 // Two steps of AcoSweepU then AcoSweepTau, to the same bits, in one pass over
-// memory, in tiles of nTileRows rows (at least 4). su and st differ only in
-// their PML memory arrays. Nothing may touch the fields between the steps.
-constexpr int kPairTileRows = 32;   // a tile's planes in flight stay in a core's L2
+// memory, in tiles of nTileRows rows (at least 4; 0 for kPairTileRows). su
+// and st differ only in their PML memory arrays.
+constexpr int kPairTileRows = 32;   // the height measured fastest on 250^3 grids
 bool AcoSweepTwoSteps(const AcoStep& su, const AcoStep& st, const Box& b, int nTileRows = kPairTileRows);
 } // namespace fd

@@ -16,6 +16,7 @@
 // time, so the loops over x index with constants only and vectorise.
 
 #include "cpu/AniScheme.h"
+#include "cpu/SweepPair.h"
 
 #include <utility>
 
@@ -177,6 +178,28 @@ constexpr RowSet CollectRows()
 constexpr RowSet kRows = CollectRows();
 constexpr int kNumRows = kRows.n;
 static_assert(kNumRows == 40, "the 117 differences of a cell fall on 40 rows");
+
+// How far the step reads the velocities below and above a cell along an
+// axis: the row at (dz, dy) of a D- along that axis reads from two cells
+// below its offset to one above, any other row at its offset only.
+constexpr fd::Reach ReachAlong(int axis)
+{
+    fd::Reach r = {0, 0};
+    for (int k = 0; k < kRows.n; k++)
+    {
+        const RowDef& d = kRows.r[k];
+        const int o = axis == fd::kAxisZ ? d.dz : d.dy;
+        const int lo = o - (d.axis == axis ? 2 : 0), hi = o + (d.axis == axis ? 1 : 0);
+        r.below = -lo > r.below ? -lo : r.below;
+        r.above = hi > r.above ? hi : r.above;
+    }
+    return r;
+}
+// Along z ([0]) and y ([1]): the averages shifted one row down reach a third
+// row below.
+constexpr fd::Reach kReach[2] = {ReachAlong(fd::kAxisZ), ReachAlong(fd::kAxisY)};
+static_assert(kReach[0].below == 2 && kReach[0].above == 2 && kReach[1].below == 3 && kReach[1].above == 2,
+              "the reach of the 21-constant step");
 
 // Rows that differ only in dy are one row of differences met again by the
 // next row of cells: a group per (velocity, axis, dz), whose rows a sweep

@@ -19,6 +19,7 @@
 // This file knows nothing of the engine object.
 
 #include "cpu/AniSweep.h"
+#include "cpu/ElaSweep.h"
 #include "cpu/AniRowDiffs.h"
 #include "cpu/StrainRows.h"
 #include "cpu/SweepRuns.h"
@@ -455,31 +456,49 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     relax();
 }
 
-// The rows of all planes shared among the threads; after each row the NaN
-// check on Txx in the middle column of the box.
+// The thread's ring of difference rows (21-constant step).
+template <bool bAni>
+Ring MakeRing(int nx)
+{
+    Ring ring;
+    if (bAni)
+    {
+        ring.s = nx + 2;
+        ring.buf.resize((size_t)ani::rows::kNumGroups * ani::rows::kSlots * ring.s);
+    }
+    return ring;
+}
+
+// The NaN check after each row: Txx in the middle column of the box.
+struct NaNCheck
+{
+    const ela::ElaFields& f;
+    int xm;
+    bool bOn;
+    NaNCheck(const ani::AniStep& s, const fd::Box& b)
+        : f(s.o.e.f), xm(b.x0 + (b.x1 - b.x0) / 2), bOn(xm >= 0 && xm < s.o.e.g.nx)
+    {
+    }
+    bool Ok(int y, int z) const { return !(bOn && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)])); }
+};
+
+// The rows of all planes shared among the threads.
 template <bool bAni>
 bool Sweep(const ani::AniStep& s, const fd::Box& b)
 {
-    const ela::ElaFields& f = s.o.e.f;
-    const int xm = b.x0 + (b.x1 - b.x0) / 2;
-    const bool bCheck = xm >= 0 && xm < s.o.e.g.nx;
+    const NaNCheck check(s, b);
     const int nRowsY = std::max(0, b.y1 - b.y0 + 1);
     const int64_t nRows = (int64_t)std::max(0, b.z1 - b.z0 + 1) * nRowsY;
     unsigned char bOk = 1;   // only ever cleared
 #pragma omp parallel
     {
-        Ring ring;
-        if (bAni)
-        {
-            ring.s = s.o.e.g.nx + 2;
-            ring.buf.resize((size_t)ani::rows::kNumGroups * ani::rows::kSlots * ring.s);
-        }
+        Ring ring = MakeRing<bAni>(s.o.e.g.nx);
 #pragma omp for schedule(static)
         for (int64_t n = 0; n < nRows; n++)
         {
             const int z = b.z0 + (int)(n / nRowsY), y = b.y0 + (int)(n % nRowsY);
             Row<bAni>(s, y, z, b.x0, b.x1, ring);
-            if (bCheck && fd::IsNaNBits(f.txx[ela::ElaIndex(f, xm, y, z)]))
+            if (!check.Ok(y, z))
             {
 #pragma omp atomic write
                 bOk = 0;
@@ -487,6 +506,30 @@ bool Sweep(const ani::AniStep& s, const fd::Box& b)
         }
     }
     return bOk != 0;
+}
+
+// Two steps in one pass: the elastic velocity rows, then these stress rows.
+template <bool bAni>
+bool SweepPair(const ela::ElaStep& u, const ani::AniStep& t1, const ani::AniStep& t2, const fd::Box& b,
+               int nTileRows)
+{
+    constexpr fd::PairPlan kPlan = fd::MakePairPlan(ela::kReachU, bAni ? ani::rows::kReach : ela::kReachTau);
+    const NaNCheck check(t1, b);
+    return fd::SweepTwoSteps(b, nTileRows > 0 ? nTileRows : ela::kPairTileRows, kPlan, [&]() {
+        return [&, ring = MakeRing<bAni>(u.g.nx)](int s, int z, int ya, int yb) mutable {
+            bool bOk = true;
+            ring.z = -1;   // the ring holds rows of another sub-step's velocities
+            for (int y = ya; y < yb; y++)
+                if (s % 2 == 0)
+                    ela::ElaRowU(u, y, z, b.x0, b.x1);
+                else
+                {
+                    Row<bAni>(s == 1 ? t1 : t2, y, z, b.x0, b.x1, ring);
+                    bOk = bOk && check.Ok(y, z);
+                }
+            return bOk;
+        };
+    });
 }
 
 } // namespace
@@ -501,4 +544,19 @@ bool ani::OrtSweepTau(const ort::OrtStep& s, const fd::Box& b)
 bool ani::AniSweepTau(const AniStep& s, const fd::Box& b)
 {
     return Sweep<true>(s, b);
+}
+
+bool ani::OrtSweepTwoSteps(const ela::ElaStep& u, const ort::OrtStep& t1, const ort::OrtStep& t2, const fd::Box& b,
+                           int nTileRows)
+{
+    AniStep a1 = {}, a2 = {};
+    a1.o = t1;
+    a2.o = t2;
+    return SweepPair<false>(u, a1, a2, b, nTileRows);
+}
+
+bool ani::AniSweepTwoSteps(const ela::ElaStep& u, const AniStep& t1, const AniStep& t2, const fd::Box& b,
+                           int nTileRows)
+{
+    return SweepPair<true>(u, t1, t2, b, nTileRows);
 }

@@ -11,6 +11,12 @@ namespace ani
 {
 bool OrtSweepTau(const ort::OrtStep& s, const fd::Box& b);
 bool AniSweepTau(const AniStep& s, const fd::Box& b);
+// Two steps of ela::ElaSweepU then the stress sweep, to the same bits, in
+// one pass over memory (SweepPair.h); as ela::ElaSweepTwoSteps.
+bool OrtSweepTwoSteps(const ela::ElaStep& u, const ort::OrtStep& t1, const ort::OrtStep& t2, const fd::Box& b,
+                      int nTileRows);
+bool AniSweepTwoSteps(const ela::ElaStep& u, const AniStep& t1, const AniStep& t2, const fd::Box& b,
+                      int nTileRows);
 
 // The records of a stress step from the engine's grids and the clamped box;
 // 0, or -200 with one line when a grid the step needs is missing. Defined

@@ -3,7 +3,6 @@
 // files.
 
 #include "cpu/Calc3D_OMP.h"
-#include "cpu/AcoSweep.h"
 
 #include <algorithm>
 
@@ -15,7 +14,7 @@ CCalc3D_OMP::CCalc3D_OMP(COndexApp& app)
       m_pTxx(nullptr), m_pTyy(nullptr), m_pTzz(nullptr),
       m_pTxy(nullptr), m_pTxz(nullptr), m_pTyz(nullptr),
       m_pViscoG(nullptr),
-      m_nPairTileRows(fd::kPairTileRows),
+      m_nPairTileRows(0),
       m_pBigSeis(nullptr), m_pBigShot(nullptr)
 {
     for (int i = 0; i < 2; i++)
@@ -26,6 +25,15 @@ CCalc3D_OMP::CCalc3D_OMP(COndexApp& app)
         *PsiArray(n, nullptr) = nullptr;
     for (float*& p : m_pPsiAni)
         p = nullptr;
+}
+
+int CCalc3D_OMP::PropagatePair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+{
+    if (nType == 101)
+        return PropagateAcoPair(iz0, iy0, ix0, iz1, iy1, ix1);
+    if (nType >= 102 && nType <= 104)
+        return PropagateElaPair(nType, iz0, iy0, ix0, iz1, iy1, ix1);
+    return CCalc3D::PropagatePair(nType, iz0, iy0, ix0, iz1, iy1, ix1);
 }
 
 CCalc3D_OMP::~CCalc3D_OMP()

@@ -19,7 +19,7 @@ public:
     int ApplySignal(int nStep) override;
     int PropagateAcoWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
-    int PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
+    int PropagatePair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
     int PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) override;
@@ -49,8 +49,13 @@ public:
     float* m_pTimeMax[2];   // time field maxima
     float* m_pTimeArr[2];   // time field arrival times
     float* m_pSeis[4];      // seismogram buffers X, Y, Z, C
-    // Rows per tile of the two-step acoustic pass (PropagateAcoPair).
+    // Rows per tile of the two-step passes (PropagatePair); 0: each
+    // scheme's own.
     int m_nPairTileRows;
+    // The two-step passes of the acoustic scheme and of the three methods
+    // that share the elastic velocity step.
+    int PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
+    int PropagateElaPair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
 
     // PML memory variables, one per differentiated field, axis and side, of
     // the slab size of that axis. The acoustic scheme keeps its pressure

@@ -66,6 +66,7 @@ int CCalc3D_OMP::PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1
     return fd::AcoSweepTau(s, b) ? 0 : -150;
 }
 
+// Two steps in one pass (PropagatePair).
 int CCalc3D_OMP::PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
     fd::Box b;

@@ -8,15 +8,13 @@
 #include <algorithm>
 
 #include "base/Output.h"
+#include "cpu/AniSweep.h"
 #include "cpu/ElaSweep.h"
 
-namespace
-{
-// The record of one half step and the clamped box: the stencil reaches two
-// cells out and the halo is never computed, so no read leaves the arrays.
-// Returns 0, or -200 with a message when the grids do not fit the scheme.
-int ElaSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1, fd::Box& b,
-             ela::ElaStep& s)
+// The box is clamped: the stencil reaches two cells out and the halo is
+// never computed, so no read leaves the arrays.
+int ela::ElaStepOf(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1, fd::Box& b,
+                   ElaStep& s)
 {
     // The velocity step reads only B: the anisotropic methods, whose model
     // has no C and M grids, share it.
@@ -66,13 +64,12 @@ int ElaSetup(CCalc3D_OMP& e, bool bTau, int iz0, int iy0, int ix0, int iz1, int 
             }
     return bAll ? 0 : e.PmlArraysMissing();
 }
-} // namespace
 
 int CCalc3D_OMP::PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
     fd::Box b;
     ela::ElaStep s;
-    const int nResult = ElaSetup(*this, false, iz0, iy0, ix0, iz1, iy1, ix1, b, s);
+    const int nResult = ela::ElaStepOf(*this, false, iz0, iy0, ix0, iz1, iy1, ix1, b, s);
     if (nResult != 0)
         return nResult;
     ela::ElaSweepU(s, b);
@@ -83,9 +80,41 @@ int CCalc3D_OMP::PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1
 {
     fd::Box b;
     ela::ElaStep s;
-    const int nResult = ElaSetup(*this, true, iz0, iy0, ix0, iz1, iy1, ix1, b, s);
+    const int nResult = ela::ElaStepOf(*this, true, iz0, iy0, ix0, iz1, iy1, ix1, b, s);
     if (nResult != 0)
         return nResult;
     ela::ElaSweepTau(s, b);
     return 0;
+}
+
+// Two steps in one pass (PropagatePair): the velocity record serves both
+// velocity steps, the second stress step takes the next step's ramp.
+int CCalc3D_OMP::PropagateElaPair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+{
+    fd::Box b;
+    ela::ElaStep u;
+    int r = ela::ElaStepOf(*this, false, iz0, iy0, ix0, iz1, iy1, ix1, b, u);
+    const float fNext = m_bSuppressSV ? m_fSWaveNext : 1.0f;
+    if (r == 0 && nType == 102)
+    {
+        ela::ElaStep t1, t2;
+        r = ela::ElaStepOf(*this, true, iz0, iy0, ix0, iz1, iy1, ix1, b, t1);
+        t2 = t1;
+        t2.fS = fNext;
+        if (r == 0)
+            ela::ElaSweepTwoSteps(u, t1, t2, b, m_nPairTileRows);
+    }
+    else if (r == 0)
+    {
+        ani::AniStep t1 = {}, t2;
+        r = nType == 103 ? ani::OrtStepOf(*this, iz0, iy0, ix0, iz1, iy1, ix1, b, t1.o)
+                         : ani::AniStepOf(*this, iz0, iy0, ix0, iz1, iy1, ix1, b, t1);
+        t2 = t1;
+        t2.o.e.fS = fNext;
+        if (r == 0 && !(nType == 103 ? ani::OrtSweepTwoSteps(u, t1.o, t2.o, b, m_nPairTileRows)
+                                     : ani::AniSweepTwoSteps(u, t1, t2, b, m_nPairTileRows)))
+            r = -150;
+    }
+    m_fSWave = m_fSWaveNext;
+    return r;
 }

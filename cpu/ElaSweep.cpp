@@ -429,3 +429,23 @@ void ela::ElaSweepTau(const ElaStep& s, const fd::Box& b)
 {
     ElaSweep<true>(s, b);
 }
+
+void ela::ElaRowU(const ElaStep& s, int y, int z, int x0, int x1)
+{
+    ElaRow1<false>(s, y, z, x0, x1);
+}
+
+void ela::ElaSweepTwoSteps(const ElaStep& u, const ElaStep& t1, const ElaStep& t2, const fd::Box& b, int nTileRows)
+{
+    constexpr fd::PairPlan kPlan = fd::MakePairPlan(kReachU, kReachTau);
+    fd::SweepTwoSteps(b, nTileRows > 0 ? nTileRows : kPairTileRows, kPlan, [&]() {
+        return [&](int s, int z, int ya, int yb) {
+            for (int y = ya; y < yb; y++)
+                if (s % 2 == 0)
+                    ElaRow1<false>(u, y, z, b.x0, b.x1);
+                else
+                    ElaRow1<true>(s == 1 ? t1 : t2, y, z, b.x0, b.x1);
+            return true;
+        };
+    });
+}

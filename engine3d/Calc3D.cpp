@@ -55,6 +55,7 @@ CCalc3D::CCalc3D(COndexApp& app)
       m_pC46(nullptr), m_pC56(nullptr),
       m_pViscoM(nullptr),
       m_fSWave(1.0f),
+      m_fSWaveNext(1.0f),
       m_bPML(true),
       m_nPmlCellsX(0), m_nPmlCellsY(0), m_nPmlCellsZ(0),
       m_pPmlBXMLo(nullptr), m_pPmlBXPHi(nullptr), m_pPmlAXMLo(nullptr), m_pPmlAXPHi(nullptr),
@@ -128,17 +129,31 @@ int CCalc3D::Calculate()
     return CalculateDistributed();
 }
 
-int CCalc3D::PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+int CCalc3D::PropagateStep(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
-    int r = PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
-    r |= PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
-    return r;
+    if (nType < 101 || nType > 104)
+    {
+        // The job reader admits no other code; refuse rather than idle.
+        u_Error("Error! Unknown modeling method (%d) in the time loop.\n", nType);
+        return -200;
+    }
+    // The velocity half first: the operands of | are not ordered.
+    const int r = nType == 101 ? PropagateAcoWaveU(iz0, iy0, ix0, iz1, iy1, ix1)
+                               : PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
+    switch (nType)
+    {
+    case 101: return r | PropagateAcoWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+    case 102: return r | PropagateElaWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+    case 103: return r | PropagateOrtWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+    default: return r | PropagateAniWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
+    }
 }
 
-int CCalc3D::PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
+int CCalc3D::PropagatePair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1)
 {
-    const int r = PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
-    return r != 0 ? r : PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
+    const int r = PropagateStep(nType, iz0, iy0, ix0, iz1, iy1, ix1);
+    m_fSWave = m_fSWaveNext;
+    return r != 0 ? r : PropagateStep(nType, iz0, iy0, ix0, iz1, iy1, ix1);
 }
 
 float CCalc3D::SWaveRamp(double tCur, double dFreq)

@@ -36,12 +36,14 @@ public:
     // Box arguments: first plane, row, column, then last plane, row, column (inclusive).
     virtual int PropagateAcoWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateAcoWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
-    // One whole acoustic step (velocity, then pressure) over one box. The
-    // depth-group loop calls the halves itself.
-    virtual int PropagateAcoWave(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
-    // Two whole acoustic steps over one box with nothing between them (no
-    // source, no recording); an engine may run them in one pass over memory.
-    virtual int PropagateAcoPair(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
+    // One whole step of method nType (101-104) over one box: velocity, then
+    // pressure or stresses with the ramp m_fSWave. The depth-group loop
+    // calls the halves itself.
+    int PropagateStep(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
+    // Two whole steps over one box with nothing between them (no source, no
+    // recording), the second with the ramp m_fSWaveNext, which m_fSWave
+    // holds afterwards; an engine may run them in one pass over memory.
+    virtual int PropagatePair(int nType, int iz0, int iy0, int ix0, int iz1, int iy1, int ix1);
     virtual int PropagateElaWaveU(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateElaWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
     virtual int PropagateOrtWaveTau(int iz0, int iy0, int ix0, int iz1, int iy1, int ix1) = 0;
@@ -204,6 +206,7 @@ public:
     float* m_pC56;
     float* m_pViscoM;                   // relaxation parameters
     float m_fSWave;                     // S-wave ramp of the current step
+    float m_fSWaveNext;                 // and of the second step of a pair
     bool m_bPML;                        // PML
     size_t m_nPmlCellsX, m_nPmlCellsY, m_nPmlCellsZ;
     // PML profiles: per axis B/A for D- low, D+ high, then D+ low, D- high.
@@ -239,7 +242,7 @@ public:
     int m_n3DSnapNz;                    // z samples of a 3D snapshot on this node
     int m_nBoxY0, m_nBoxX0, m_nBoxY1, m_nBoxX1; // source box; Y1/X1 <= 0: none
     int m_nBoxHold;                     // steps the box stood still before time 0
-    bool m_bPairSteps;                  // run quiet acoustic steps two at a time
+    bool m_bPairSteps;                  // run quiet steps two at a time
 };
 
 // Debug: a grid of nx*ny*nz cells (x fastest) as a SEG-Y cube over 'cube'.

@@ -61,40 +61,24 @@ int CCalc3D::CalculateShared()
             }
         }
 
-        // 5. Scheme, with the S-wave ramp for the elastic methods. An
-        // acoustic step after which nothing is injected, recorded or saved
-        // goes together with the next one, in one pass over memory.
+        // 5. Scheme, with the S-wave ramp for the elastic methods. A step
+        // after which nothing is injected, recorded or saved goes together
+        // with the next one, in one pass over memory.
         const int nType = m_pApp->m_Type;
+        const bool bPair = PairAhead(nStep, nSteps, tRecord);
         if (nType >= 102 && nType <= 104)
         {
-            m_fSWave = 1.0f;
+            m_fSWave = m_fSWaveNext = 1.0f;
             if (m_bSuppressSV)
+            {
+                double tNext = m_tCur;
+                tNext += m_dt;   // the time the next step starts at, formed as the loop forms it
                 m_fSWave = SWaveRamp(m_tCur, m_Signal.m_dFreq);
+                m_fSWaveNext = SWaveRamp(tNext, m_Signal.m_dFreq);
+            }
         }
-        const bool bPair = nType == 101 && PairAhead(nStep, nSteps, tRecord);
-        int r = 0;
-        switch (nType)
-        {
-        case 101:
-            r = bPair ? PropagateAcoPair(iz0, iy0, ix0, iz1, iy1, ix1) : PropagateAcoWave(iz0, iy0, ix0, iz1, iy1, ix1);
-            break;
-        case 102:
-            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
-            r |= PropagateElaWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
-            break;
-        case 103:
-            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
-            r |= PropagateOrtWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
-            break;
-        case 104:
-            r = PropagateElaWaveU(iz0, iy0, ix0, iz1, iy1, ix1);
-            r |= PropagateAniWaveTau(iz0, iy0, ix0, iz1, iy1, ix1);
-            break;
-        default:
-            // The job reader admits no other code; refuse rather than idle.
-            u_Error("Error! Unknown modeling method (%d) in the time loop.\n", nType);
-            return -200;
-        }
+        int r = bPair ? PropagatePair(nType, iz0, iy0, ix0, iz1, iy1, ix1)
+                      : PropagateStep(nType, iz0, iy0, ix0, iz1, iy1, ix1);
         // The first step of a pair ends with nothing due (PairAhead), so its
         // end of step is the plain one; a failure of the pair ends the shot there.
         if (bPair)

@@ -124,6 +124,26 @@ ElaState Random(int nx, int ny, int nz, int W, int L, unsigned seed, int h = 2)
     return s;
 }
 
+// Every array a step writes, engine against reference.
+void ExpectSameArrays(const ElaState& eng, const ElaState& ref)
+{
+    std::vector<std::pair<const std::vector<float>*, const std::vector<float>*>> all = {{&eng.viscoG, &ref.viscoG}};
+    for (int k = 0; k < 9; k++)
+        all.push_back({&eng.fld[k], &ref.fld[k]});
+    for (int ax = 0; ax < 3; ax++)
+        for (int sd = 0; sd < 2; sd++)
+        {
+            for (int t = 0; t < 2; t++)
+                for (int j = 0; j < 3; j++)
+                    all.push_back({&eng.psi[t][ax][j][sd], &ref.psi[t][ax][j][sd]});
+            for (int j = 0; j < 9; j++)
+                all.push_back({&eng.psiAvg[ax][j][sd], &ref.psiAvg[ax][j][sd]});
+        }
+    for (size_t k = 0; k < all.size(); k++)
+        EXPECT_EQ(0, memcmp(all[k].first->data(), all[k].second->data(), all[k].first->size() * sizeof(float)))
+            << "array " << k;
+}
+
 struct ElaBitsCase { const char* pszName; int nx, ny, nz, W, L; };
 
 class ElaSweepMatchesCells : public ::testing::TestWithParam<ElaBitsCase>
@@ -146,17 +166,7 @@ TEST_P(ElaSweepMatchesCells, TwoStepsBitForBit)
                     for (int x = b.x0; x <= b.x1; x++)
                         bTau ? ela::ElaCellTau(r, x, y, z) : ela::ElaCellU(r, x, y, z);
         }
-    std::vector<std::pair<const std::vector<float>*, const std::vector<float>*>> all = {{&eng.viscoG, &ref.viscoG}};
-    for (int k = 0; k < 9; k++)
-        all.push_back({&eng.fld[k], &ref.fld[k]});
-    for (int t = 0; t < 2; t++)
-        for (int ax = 0; ax < 3; ax++)
-            for (int j = 0; j < 3; j++)
-                for (int sd = 0; sd < 2; sd++)
-                    all.push_back({&eng.psi[t][ax][j][sd], &ref.psi[t][ax][j][sd]});
-    for (size_t k = 0; k < all.size(); k++)
-        EXPECT_EQ(0, memcmp(all[k].first->data(), all[k].second->data(), all[k].first->size() * sizeof(float)))
-            << "array " << k;
+    ExpectSameArrays(eng, ref);
 }
 
 INSTANTIATE_TEST_SUITE_P(Grids, ElaSweepMatchesCells,
@@ -188,20 +198,7 @@ TEST_P(AniSweepMatchesCells, StressStepBitForBit)
         for (int y = b.y0; y <= b.y1; y++)
             for (int x = b.x0; x <= b.x1; x++)
                 c.bAni ? ani::AniCellTau(r, x, y, z) : ort::OrtCellTau(r.o, x, y, z);
-    std::vector<std::pair<const std::vector<float>*, const std::vector<float>*>> all = {{&eng.viscoG, &ref.viscoG}};
-    for (int k = 3; k < 9; k++)
-        all.push_back({&eng.fld[k], &ref.fld[k]});
-    for (int ax = 0; ax < 3; ax++)
-        for (int sd = 0; sd < 2; sd++)
-        {
-            for (int j = 0; j < 3; j++)
-                all.push_back({&eng.psi[1][ax][j][sd], &ref.psi[1][ax][j][sd]});
-            for (int j = 0; j < 9; j++)
-                all.push_back({&eng.psiAvg[ax][j][sd], &ref.psiAvg[ax][j][sd]});
-        }
-    for (size_t k = 0; k < all.size(); k++)
-        EXPECT_EQ(0, memcmp(all[k].first->data(), all[k].second->data(), all[k].first->size() * sizeof(float)))
-            << "array " << k;
+    ExpectSameArrays(eng, ref);
 }
 
 INSTANTIATE_TEST_SUITE_P(Grids, AniSweepMatchesCells,
@@ -211,5 +208,65 @@ INSTANTIATE_TEST_SUITE_P(Grids, AniSweepMatchesCells,
                          [](const ::testing::TestParamInfo<AniBitsCase>& info) {
                              return std::string(info.param.pszName);
                          });
+
+// Two steps in one pass against the four half steps cell by cell, for the
+// three methods that share the velocity step: tiles of 4 to 6 rows, so
+// that several are in flight on the threads, and with SuppressSV a
+// different S-wave ramp in each step.
+struct PairCase { const char* pszName; int nMethod, W, L; bool bSV; };
+
+class SweepTwoStepsMatchesCells : public ::testing::TestWithParam<PairCase>
+{
+};
+
+TEST_P(SweepTwoStepsMatchesCells, BitForBit)
+{
+    const PairCase& c = GetParam();
+    const int h = c.nMethod == 104 ? 3 : 2, nx = 27 + c.W % 3, ny = 30, nz = 23;
+    ElaState eng = Random(nx, ny, nz, c.W, c.L, 31u + c.nMethod + c.W + c.L, h);
+    ElaState ref = eng;
+    const fd::Box b = {h, h, h, nz - h - 1, ny - h - 1, nx - h - 1};
+    // The stress record of a step with ramp fS.
+    auto stress = [&](ElaState& e, float fS) {
+        ani::AniStep s = e.AniStep();
+        s.o.e.bSuppressSV = c.bSV;
+        s.o.e.fS = c.bSV ? fS : 1.0f;
+        return s;
+    };
+    ela::ElaStep u = eng.Step(false);
+    u.bSuppressSV = c.bSV;
+    const ani::AniStep t1 = stress(eng, 0.3f), t2 = stress(eng, 0.45f);
+    const int nTile = 4 + nx % 3;
+    if (c.nMethod == 102)
+        ela::ElaSweepTwoSteps(u, t1.o.e, t2.o.e, b, nTile);
+    else
+        EXPECT_TRUE(c.nMethod == 103 ? ani::OrtSweepTwoSteps(u, t1.o, t2.o, b, nTile)
+                                     : ani::AniSweepTwoSteps(u, t1, t2, b, nTile));
+    ela::ElaStep ru = ref.Step(false);
+    ru.bSuppressSV = c.bSV;
+    for (float fS : {0.3f, 0.45f})
+    {
+        const ani::AniStep rt = stress(ref, fS);
+        for (int z = b.z0; z <= b.z1; z++)
+            for (int y = b.y0; y <= b.y1; y++)
+                for (int x = b.x0; x <= b.x1; x++)
+                    ela::ElaCellU(ru, x, y, z);
+        for (int z = b.z0; z <= b.z1; z++)
+            for (int y = b.y0; y <= b.y1; y++)
+                for (int x = b.x0; x <= b.x1; x++)
+                    c.nMethod == 102   ? ela::ElaCellTau(rt.o.e, x, y, z)
+                    : c.nMethod == 103 ? ort::OrtCellTau(rt.o, x, y, z)
+                                       : ani::AniCellTau(rt, x, y, z);
+    }
+    ExpectSameArrays(eng, ref);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Methods, SweepTwoStepsMatchesCells,
+    ::testing::Values(PairCase{"ElaPml", 102, 5, 0, false}, PairCase{"ElaSpongeSV", 102, 0, 0, true},
+                      PairCase{"ElaPmlViscoSV", 102, 5, 3, true}, PairCase{"OrtPml", 103, 5, 0, false},
+                      PairCase{"OrtSpongeVisco", 103, 0, 2, false}, PairCase{"AniPmlSV", 104, 5, 0, true},
+                      PairCase{"AniPmlVisco", 104, 5, 3, false}, PairCase{"AniSponge", 104, 0, 0, false}),
+    [](const ::testing::TestParamInfo<PairCase>& info) { return std::string(info.param.pszName); });
 
 } // namespace
