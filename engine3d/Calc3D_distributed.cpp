@@ -188,46 +188,15 @@ int CCalc3D::CalculateDistributed()
         r |= stress(zlo, zhi);
         r |= halo.EndStress();
 
-        // 12. Time. The instability is known here only; the group ends
-        // through the failure report of the shot.
-        m_tCur += m_dt;
-        if (r == -150)
-        {
-            u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
-                    "decrease dt.\n");
-            return r;
-        }
+        // 12-14. Time, failure, time field, seismogram on the nodes that
+        // hold receivers. The instability is known here only; the group
+        // ends through the failure report of the shot.
+        r = AfterScheme(nStep, r, tRecord, !m_vRcvCells.empty());
         if (r != 0)
-        {
-            u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
             return r;
-        }
-
-        // 13. Time field.
-        if (m_nTimeField != 0 && nStep % 5 == 0)
-        {
-            r = PropagateTimeField();
-            if (r != 0)
-            {
-                u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
-                return r;
-            }
-        }
-
-        // 14. Seismogram, on the nodes that hold receivers.
-        if (m_tCur >= tRecord && !m_vRcvCells.empty())
-        {
-            r = RecordSeismogram();
-            if (r != 0)
-            {
-                u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
-                return r;
-            }
-            tRecord += m_pApp->m_dt;
-        }
 
         // 15. 2D snapshot, joined by the leader.
-        if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_tCur >= m_tSnapNext)
+        if (Snapshot2DDue(m_tCur))
         {
             r = AppendVmg2DSnapshot(GetFileName(1, ' ', false, false, 0.0), 'X', "ZXYC", 15.0, false);
             m_tSnapNext += m_dSnapDt;

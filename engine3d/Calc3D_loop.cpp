@@ -99,43 +99,9 @@ int CCalc3D::CalculateShared()
 // snapshots, progress.
 int CCalc3D::EndOfStep(int nStep, int nSteps, int r, double& tRecord)
 {
-    // 6. Time, also after a failed step.
-    m_tCur += m_dt;
-
-    // 7. Scheme failure.
-    if (r == -150)
-    {
-        u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please decrease dt.\n");
-        return r;
-    }
+    r = AfterScheme(nStep, r, tRecord, true);
     if (r != 0)
-    {
-        u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
         return r;
-    }
-
-    // 8. Time field, every fifth step from step 0.
-    if (m_nTimeField != 0 && nStep % 5 == 0)
-    {
-        r = PropagateTimeField();
-        if (r != 0)
-        {
-            u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
-            return r;
-        }
-    }
-
-    // 9. Seismogram: at most one sample per step, on the job's own grid.
-    if (m_tCur >= tRecord)
-    {
-        r = RecordSeismogram();
-        if (r != 0)
-        {
-            u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
-            return r;
-        }
-        tRecord += m_pApp->m_dt;
-    }
 
     // 10. 2D snapshot of every Every-th shot.
     if (Snapshot2DDue(m_tCur))
@@ -162,6 +128,44 @@ int CCalc3D::EndOfStep(int nStep, int nSteps, int r, double& tRecord)
         n = 1;   // an unset shot range must not divide by zero
     int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + p / (float)n) * 100.0f);
     u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
+    return 0;
+}
+
+// Steps 6 to 9, of both time loops: time (also after a failed step),
+// scheme failure, the time field every fifth step from step 0, at most one
+// seismogram sample per step on the job's own grid (where bRecord).
+int CCalc3D::AfterScheme(int nStep, int r, double& tRecord, bool bRecord)
+{
+    m_tCur += m_dt;
+    if (r == -150)
+    {
+        u_Error("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please decrease dt.\n");
+        return r;
+    }
+    if (r != 0)
+    {
+        u_Error("Error! Unable to calculate simulation step %d.\n", nStep);
+        return r;
+    }
+    if (m_nTimeField != 0 && nStep % 5 == 0)
+    {
+        r = PropagateTimeField();
+        if (r != 0)
+        {
+            u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", m_nTimeField, nStep);
+            return r;
+        }
+    }
+    if (bRecord && m_tCur >= tRecord)
+    {
+        r = RecordSeismogram();
+        if (r != 0)
+        {
+            u_Error("Error! Unable to record seismogram on simulation step %d.\n", nStep);
+            return r;
+        }
+        tRecord += m_pApp->m_dt;
+    }
     return 0;
 }
 
