@@ -66,6 +66,7 @@ public:
     void SourceBox(int nStep, int& iy0, int& iy1, int& ix0, int& ix1);
     int EndOfStep(int nStep, int nSteps, int r, double& tRecord);
     int AfterScheme(int nStep, int r, double& tRecord, bool bRecord);
+    void ReportProgress(int nStep, int nSteps);
     bool PairAhead(int nStep, int nSteps, double tRecord) const;
     bool Snapshot2DDue(double tCur) const;
     bool Snapshot3DDue(double tCur, double& tDue) const;

@@ -216,14 +216,7 @@ int CCalc3D::CalculateDistributed()
         }
 
         // 17. Progress.
-        float s = (float)(nStep + 1);
-        float pr = s / (float)nSteps;
-        int nPercent = (int)(100.0f * pr);
-        int n = m_pApp->m_nLastPoint - m_pApp->m_nFirstPoint + 1;
-        if (n < 1)
-            n = 1;
-        int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + pr / (float)n) * 100.0f);
-        u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
+        ReportProgress(nStep, nSteps);
     }
 
     // A group looks for the boss's terminate message only after the shot:

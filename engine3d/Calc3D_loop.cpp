@@ -120,6 +120,13 @@ int CCalc3D::EndOfStep(int nStep, int nSteps, int r, double& tRecord)
         return r;
 
     // 12. Progress.
+    ReportProgress(nStep, nSteps);
+    return 0;
+}
+
+// The shot's and the job's percentage after step nStep, of both time loops.
+void CCalc3D::ReportProgress(int nStep, int nSteps)
+{
     float s = (float)(nStep + 1);
     float p = s / (float)nSteps;
     int nPercent = (int)(100.0f * p);
@@ -128,7 +135,6 @@ int CCalc3D::EndOfStep(int nStep, int nSteps, int r, double& tRecord)
         n = 1;   // an unset shot range must not divide by zero
     int nOverall = (int)(((float)(m_nShot - m_pApp->m_nFirstPoint) / (float)n + p / (float)n) * 100.0f);
     u_Percent(nPercent, nOverall, m_nShot, m_pApp->m_nLastPoint);
-    return 0;
 }
 
 // Steps 6 to 9, of both time loops: time (also after a failed step),
