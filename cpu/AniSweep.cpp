@@ -518,7 +518,7 @@ bool SweepPair(const ela::ElaStep& u, const ani::AniStep& t1, const ani::AniStep
     return fd::SweepTwoSteps(b, nTileRows > 0 ? nTileRows : ela::kPairTileRows, kPlan, [&]() {
         return [&, ring = MakeRing<bAni>(u.g.nx)](int s, int z, int ya, int yb) mutable {
             bool bOk = true;
-            ring.z = -1;   // the ring holds rows of another sub-step's velocities
+            ring.z = -1;   // rows left by another sub-step hold other velocities
             for (int y = ya; y < yb; y++)
                 if (s % 2 == 0)
                     ela::ElaRowU(u, y, z, b.x0, b.x1);
