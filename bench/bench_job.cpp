@@ -12,9 +12,10 @@
 // and the share of the run spent on them is printed. With "sparse" instead
 // the gathers take a sample every fourth step, as jobs whose record is
 // coarser than the grid's time step do: once the signal has ended, the time
-// loop then runs the quiet steps two at a time.
+// loop then runs the quiet steps two at a time. A fifth argument "elastic"
+// runs the elastic method instead (vs 1000 m/s, SuppressSV; 120 B/cell).
 //
-// Usage: bench_job [ondex] [n] [steps] [snap | sparse]   (default build/ondex, 61,
+// Usage: bench_job [ondex] [n] [steps] [snap | sparse] [elastic]   (default build/ondex, 61,
 // 300): 61 nodes and the 26-cell strips on each side give a 113^3 grid,
 // 198 nodes a 250^3 grid.
 
@@ -35,7 +36,8 @@
 namespace
 {
 
-bool g_bSparse = false;   // a gather sample every fourth step
+bool g_bSparse = false;    // a gather sample every fourth step
+bool g_bElastic = false;   // the elastic method (vs 1000 m/s, SuppressSV)
 
 
 bool WriteJob(const std::string& dir, int n, int nSteps, bool bSnap)
@@ -51,11 +53,12 @@ bool WriteJob(const std::string& dir, int n, int nSteps, bool bSnap)
     if (!fp)
         return false;
     std::fprintf(fp,
-                 "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\nOutputDir = results\n"
-                 "Model Name = vp.sgy\nFileModelD = rho.sgy\nPML = 1\n[Survey]\nGeometry = survey.txt\nt0 = 0\n"
+                 "[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = %s\nOutputDir = results\n"
+                 "Model Name = vp.sgy\nFileModelD = rho.sgy\n%sPML = 1\n[Survey]\nGeometry = survey.txt\nt0 = 0\n"
                  "t1 = %.4f\ndt = %s\n[Mesh]\ndx = 10\ndt = 0.001\n[Source]\nType = 0\nFrequency = 15\n"
-                 "Signal = 1\n",
-                 0.001 * (nSteps - 1), g_bSparse ? "0.004" : "0.001");
+                 "Signal = 1\n%s",
+                 g_bElastic ? "3D Elastic" : "3D Acoustic", g_bElastic ? "FileModelSW = vs.sgy\n" : "",
+                 0.001 * (nSteps - 1), g_bSparse ? "0.004" : "0.001", g_bElastic ? "SuppressSV = 1\n" : "");
     if (bSnap)
     {
         std::fprintf(fp, "[Snapshot]\nEvery = 1\nt0 = 0.0095\ndt = 0.01\n[3DSnapshot]\ndx = 10\ndy = 10\ndz = 10\n"
@@ -98,6 +101,7 @@ int main(int argc, char** argv)
     const int nSteps = argc > 3 ? std::atoi(argv[3]) : 300;
     const bool bSnap = argc > 4 && std::string(argv[4]) == "snap";
     g_bSparse = argc > 4 && std::string(argv[4]) == "sparse";
+    g_bElastic = argc > 5 && std::string(argv[5]) == "elastic";
     char szDir[] = "/tmp/ondex-bench-job-XXXXXX";
     if (n < 8 || nSteps < 10 || !mkdtemp(szDir))
     {
@@ -110,7 +114,7 @@ int main(int argc, char** argv)
     // The writers log to the working directory: keep that in the job folder.
     const std::string cwd = getcwd(nullptr, 0);
     if (chdir(szDir) != 0 || !bench::WriteCube("vp.sgy", n, 2000.0f) || !bench::WriteCube("rho.sgy", n, 2000.0f) ||
-        chdir(cwd.c_str()) != 0)
+        (g_bElastic && !bench::WriteCube("vs.sgy", n, 1000.0f)) || chdir(cwd.c_str()) != 0)
     {
         std::printf("could not write the model in %s\n", dir.c_str());
         MPI_Finalize();
@@ -139,11 +143,11 @@ int main(int argc, char** argv)
     const double cells = (double)nx * ny * nz;
     const double loop = tBest[1] - tBest[0];
     const double rate = cells * (nSteps - steps[0]) / loop / 1e6;
-    const double limit = bw * 1e9 / 56.0 / 1e6;
+    const double limit = bw * 1e9 / (g_bElastic ? 120.0 : 56.0) / 1e6;
     std::printf("grid %dx%dx%d, %d steps: whole run %.2f s, set-up and saving %.2f s, time loop %.2f s\n", nx, ny,
                 nz, nSteps, tBest[1], tBest[0], loop);
-    std::printf("time loop: %.1f Mcells/s, limit at 56 B/cell %.1f Mcells/s, ratio %.2f\n", rate, limit,
-                rate / limit);
+    std::printf("time loop: %.1f Mcells/s, limit at %d B/cell %.1f Mcells/s, ratio %.2f\n", rate, g_bElastic ? 120 : 56,
+                limit, rate / limit);
     if (bSnap)
     {
         double tSnap = 1e300;
