@@ -39,7 +39,6 @@ namespace
 bool g_bSparse = false;    // a gather sample every fourth step
 bool g_bElastic = false;   // the elastic method (vs 1000 m/s, SuppressSV)
 
-
 bool WriteJob(const std::string& dir, int n, int nSteps, bool bSnap)
 {
     const double c = 5.0 * (n - 1);

@@ -70,8 +70,7 @@ CCalc3D::CCalc3D(COndexApp& app)
       m_t3DSnapLast(0.0),
       m_n3DSnapNz(0),
       m_nBoxY0(0), m_nBoxX0(0), m_nBoxY1(0), m_nBoxX1(0),
-      m_nBoxHold(0),
-      m_bPairSteps(true)
+      m_nBoxHold(0)
 {
     m_cubeModel = CCubeR();
     m_cubeSim = CCubeR();

@@ -124,6 +124,8 @@ public:
     // The S-wave ramp of the source for time t and frequency f (0 when
     // SuppressSV is off is not handled here: callers keep 1.0 then).
     static float SWaveRamp(double tCur, double dFreq);
+    // The ramp a step starting at time t takes: 1 without SuppressSV.
+    float RampAt(double t) const { return m_bSuppressSV ? SWaveRamp(t, m_Signal.m_dFreq) : 1.0f; }
 
 public:
     int m_nTraces;                      // receivers of this shot over all nodes
@@ -244,7 +246,6 @@ public:
     int m_n3DSnapNz;                    // z samples of a 3D snapshot on this node
     int m_nBoxY0, m_nBoxX0, m_nBoxY1, m_nBoxX1; // source box; Y1/X1 <= 0: none
     int m_nBoxHold;                     // steps the box stood still before time 0
-    bool m_bPairSteps;                  // run quiet steps two at a time
 };
 
 // Debug: a grid of nx*ny*nz cells (x fastest) as a SEG-Y cube over 'cube'.

@@ -144,11 +144,7 @@ int CCalc3D::CalculateDistributed()
 
         // 3. Ramp.
         if (nType >= 102)
-        {
-            m_fSWave = 1.0f;
-            if (m_bSuppressSV)
-                m_fSWave = SWaveRamp(m_tCur, m_Signal.m_dFreq);
-        }
+            m_fSWave = RampAt(m_tCur);
 
         auto velocity = [&](int z0, int z1) {
             if (z0 > z1)

@@ -68,14 +68,10 @@ int CCalc3D::CalculateShared()
         const bool bPair = PairAhead(nStep, nSteps, tRecord);
         if (nType >= 102 && nType <= 104)
         {
-            m_fSWave = m_fSWaveNext = 1.0f;
-            if (m_bSuppressSV)
-            {
-                double tNext = m_tCur;
-                tNext += m_dt;   // the time the next step starts at, formed as the loop forms it
-                m_fSWave = SWaveRamp(m_tCur, m_Signal.m_dFreq);
-                m_fSWaveNext = SWaveRamp(tNext, m_Signal.m_dFreq);
-            }
+            double tNext = m_tCur;
+            tNext += m_dt;   // the time the next step starts at, formed as the loop forms it
+            m_fSWave = RampAt(m_tCur);
+            m_fSWaveNext = RampAt(tNext);
         }
         int r = bPair ? PropagatePair(nType, iz0, iy0, ix0, iz1, iy1, ix1)
                       : PropagateStep(nType, iz0, iy0, ix0, iz1, iy1, ix1);
@@ -187,7 +183,7 @@ bool CCalc3D::Snapshot2DDue(double tCur) const
 // The times are formed as the loop forms them, so the answer is exact.
 bool CCalc3D::PairAhead(int nStep, int nSteps, double tRecord) const
 {
-    if (!m_bPairSteps || nStep + 1 >= nSteps || nStep + 1 < m_Signal.m_nLen)
+    if (nStep + 1 >= nSteps || nStep + 1 < m_Signal.m_nLen)
         return false;
     if (m_nBoxY1 > 0 && m_nBoxX1 > 0)
         return false;
