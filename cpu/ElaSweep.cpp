@@ -111,18 +111,16 @@ ONDEX_ROW_CLONES void VelRun(const ElaRow& r, int xa, int xb)
 
 // The nine strain derivatives of cell i (column x) with the PML updates of
 // the row's slabs: z, then y, then x, as the per-cell kernel orders them.
-template <int ZY, int XK>
-ONDEX_HD void RowStrains(const ElaFields& f, const RowSide& rz, const RowSide& ry, const RowSide& rx, int64_t i,
-                         int x, ela::StrainDerivs& d)
-{
-    ela::ElaStrainDerivs(f, i, d);
-    if (ZY & R_Z)
-        SidePml(rz, rz.off + x, d.ez, d.b1, d.c1);
-    if (ZY & R_Y)
-        SidePml(ry, ry.off + x, d.ey, d.a1, d.c2);
-    if (XK != X_NONE)
-        SidePml(rx, XK == X_LO ? rx.off + x : rx.off - x, d.ex, d.a2, d.b2);
-}
+// A macro, not a function: GCC 12 does not vectorise the slab runs when this
+// is a (forced inline) function of its own.
+#define ONDEX_ROW_STRAINS(ZY, XK, f, rz, ry, rx, i, x, d)                                \
+    ela::ElaStrainDerivs(f, i, d);                                                        \
+    if ((ZY) & R_Z)                                                                       \
+        SidePml(rz, (rz).off + (x), (d).ez, (d).b1, (d).c1);                              \
+    if ((ZY) & R_Y)                                                                       \
+        SidePml(ry, (ry).off + (x), (d).ey, (d).a1, (d).c2);                              \
+    if ((XK) != X_NONE)                                                                   \
+        SidePml(rx, (XK) == X_LO ? (rx).off + (x) : (rx).off - (x), (d).ex, (d).a2, (d).b2)
 
 template <int ZY, int XK, bool bSurf, bool bQ>
 ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
@@ -137,7 +135,7 @@ ONDEX_ROW_CLONES void TauRun(const ElaRow& r, int xa, int xb)
     {
         const int64_t i = base + x;
         ela::StrainDerivs d;
-        RowStrains<ZY, XK>(f, rz, ry, rx, i, x, d);
+        ONDEX_ROW_STRAINS(ZY, XK, f, rz, ry, rx, i, x, d);
         ela::ElaUpdateTau<false, bQ>(f, i, d, fS, bSurf ? Full(f.b, i, sz) : true, 1.0f, q);
     }
 }
@@ -158,7 +156,7 @@ ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
     for (int x = xa; x <= xb; x++)
     {
         ela::StrainDerivs d;
-        RowStrains<ZY, XK>(f, rz, ry, rx, base + x, x, d);
+        ONDEX_ROW_STRAINS(ZY, XK, f, rz, ry, rx, base + x, x, d);
         rows::Store(buf, nb, x, d, 1.0f);
     }
 }
