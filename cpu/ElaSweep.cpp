@@ -160,6 +160,7 @@ ONDEX_ROW_CLONES void StrainRun(const ElaRow& r, int xa, int xb)
         rows::Store(buf, nb, x, d, 1.0f);
     }
 }
+#undef ONDEX_ROW_STRAINS
 
 // Sponge runs: the factor of each cell from its face distance, mRow being
 // the distance of the row without x.
