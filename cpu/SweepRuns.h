@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "cpu/FDScheme.h"
+#include "cpu/PmlScheme.h"
 
 // The row loops are built for AVX2 and for the baseline, and the loader picks
 // one by the processor; the arithmetic is the same on both, as contraction
@@ -64,6 +65,40 @@ struct RowRecords
 // Numbers of mechanisms with row loops of their own (1 to kMaxRowL); rows
 // with more go cell by cell.
 constexpr int kMaxRowL = 10;
+
+// The x slab arrays hold W floats a row, the next row's right after them:
+// short pieces read between long runs of other streams. The hardware
+// prefetcher loses them, and every x slab run waited on memory (they took
+// about a third of the elastic step on a 250^3 grid). So the elastic and
+// anisotropic sweeps ask for the pieces of the row kXAheadRows on (any of 2
+// to 8 measured alike), or of the plane's last row, while they compute this
+// one. The acoustic rows, with three such arrays, gained nothing from it.
+constexpr int kXAheadRows = 4;
+
+// Every cache line of a[k0..k1]. On x86 as an instruction the compiler
+// must keep: GCC 12 deletes a loop of __builtin_prefetch once it is
+// inlined here (the loop has no other effect).
+inline void PrefetchPiece(const float* a, int64_t k0, int64_t k1)
+{
+    for (int64_t k = k0; k < k1 + 16; k += 16)
+    {
+#if defined(__x86_64__)
+        asm volatile("prefetcht0 %0" : : "m"(a[std::min(k, k1)]));
+#else
+        __builtin_prefetch(a + std::min(k, k1), 1, 3);
+#endif
+    }
+}
+
+// Prefetches columns xa..xb of the x slab of side `side` in the row
+// kXAheadRows after y, from every array p.
+template <class... P>
+void PrefetchXPiece(const SlabGeom& g, int side, int y, int z, int xa, int xb, P... p)
+{
+    const SlabRow r = RowSlab(g, kAxisX, side, std::min(y + kXAheadRows, g.ny - 1), z);
+    const int64_t k0 = r.off + (r.dir > 0 ? xa : -xb), k1 = k0 + (xb - xa);
+    (PrefetchPiece(p, k0, k1), ...);
+}
 
 // Cuts xa..xb at the two break columns b1, b2 (a run begins at each) and
 // hands every non-empty run to fn.
