@@ -220,6 +220,15 @@ int CCalc3D::SaveShotgatherBuf(const char* pszFile, size_t nTraces, size_t nSamp
         u_Error("Error! Invalid Trace Count in CCalc2D::SaveSingleShotgatherSGY\n");
         return -1;
     }
+    // The elastic step does not watch for a blow-up, and IBM floats have no
+    // NaN: a gather that grew without bound would go out as zeros and
+    // full-scale samples without a word.
+    size_t nBad = 0;
+    for (size_t i = 0; pData && i < nTraces * nSamples; i++)
+        nBad += !std::isfinite(pData[i]);
+    if (nBad > 0)
+        u_Warning("Warning! %zu samples of %s are not finite (the wave field grew without bound); they are written "
+                  "as 0 or full scale.\n", nBad, pszFile);
     const bool bTraceIds = pTraceId && pTraceId->size() == nTraces;
     const bool bFileIds = pFileId && pFileId->size() == nTraces;
     SDS_TRACEINFO* pInfo = new (std::nothrow) SDS_TRACEINFO[nTraces];

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -148,6 +149,21 @@ TEST(Gathers, FailureCodes)
     std::vector<float> data(2 * 3, 1.0f);
     EXPECT_EQ(-1, f.eng.SaveShotgatherBuf((f.dir / "short.sgy").c_str(), 2, 3, data.data(), vShort, nullptr,
                                           nullptr, nullptr, nullptr));
+}
+
+// A gather that grew without bound is written, and said to be broken.
+TEST(Gathers, NonFiniteSamplesAreReported)
+{
+    GatherFixture f(2, 3);
+    f.eng.m_vSeis[3][4] = std::numeric_limits<float>::quiet_NaN();
+    f.eng.m_vSeis[3][5] = -std::numeric_limits<float>::infinity();
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(0, f.eng.SaveShotgather((f.dir / "bad.sgy").c_str(), 'C'));
+    const std::string out = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(std::string::npos, out.find("2 samples of")) << out;
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(0, f.eng.SaveShotgather((f.dir / "good.sgy").c_str(), 'X'));
+    EXPECT_EQ(std::string::npos, ::testing::internal::GetCapturedStdout().find("not finite"));
 }
 
 bool HasSegyio() { return system("/usr/bin/python3 -c 'import segyio' > /dev/null 2>&1") == 0; }
