@@ -451,10 +451,9 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
         if (xk != X_NONE)
         {
             const RowSide& x = r.x;
-            const int side = xk == X_LO ? fd::kLo : fd::kHi;
-            fd::PrefetchXPiece(g, side, y, z, xa, xb, x.psi[0], x.psi[1], x.psi[2], x.a[0], x.a[1], x.b[0], x.b[1]);
+            fd::PrefetchXPiece(g, xk, y, z, xa, xb, x.psi[0], x.psi[1], x.psi[2], x.a[0], x.a[1], x.b[0], x.b[1]);
             if (bAni)
-                fd::PrefetchXPiece(g, side, y, z, xa, xb, x.psiA[0], x.psiA[1], x.psiA[2], x.psiA[3], x.psiA[4],
+                fd::PrefetchXPiece(g, xk, y, z, xa, xb, x.psiA[0], x.psiA[1], x.psiA[2], x.psiA[3], x.psiA[4],
                                    x.psiA[5], x.psiA[6], x.psiA[7], x.psiA[8]);
         }
         if (bVisco)

@@ -398,11 +398,8 @@ void ElaRow1(const ela::ElaStep& s, int y, int z, int x0, int x1)
             r.x = Side(s, bTau, fd::kAxisX, fd::kHi, fd::RowSlab(g, fd::kAxisX, fd::kHi, y, z).off);
         }
         if (xk != X_NONE)
-        {
-            const RowSide& x = r.x;
-            fd::PrefetchXPiece(g, xk == X_LO ? fd::kLo : fd::kHi, y, z, xa, xb, x.psi[0], x.psi[1], x.psi[2],
-                               x.a[0], x.a[1], x.a[2], x.b[0], x.b[1], x.b[2]);
-        }
+            fd::PrefetchXPiece(g, xk, y, z, xa, xb, r.x.psi[0], r.x.psi[1], r.x.psi[2], r.x.a[0], r.x.a[1], r.x.a[2],
+                               r.x.b[0], r.x.b[1], r.x.b[2]);
         if (bVisco)
             kStrainRuns[nCase % 4 + 4 * xk](r, xa, xb);
         else

@@ -90,11 +90,12 @@ inline void PrefetchPiece(const float* a, int64_t k0, int64_t k1)
     }
 }
 
-// Prefetches columns xa..xb of the x slab of side `side` in the row
-// kXAheadRows after y, from every array p.
+// Prefetches columns xa..xb of the x slab of a run of kind xk (X_LO or
+// X_HI) in the row kXAheadRows after y, from every array p.
 template <class... P>
-void PrefetchXPiece(const SlabGeom& g, int side, int y, int z, int xa, int xb, P... p)
+void PrefetchXPiece(const SlabGeom& g, int xk, int y, int z, int xa, int xb, P... p)
 {
+    const int side = xk == X_LO ? kLo : kHi;
     const SlabRow r = RowSlab(g, kAxisX, side, std::min(y + kXAheadRows, g.ny - 1), z);
     const int64_t k0 = r.off + (r.dir > 0 ? xa : -xb), k1 = k0 + (xb - xa);
     (PrefetchPiece(p, k0, k1), ...);
