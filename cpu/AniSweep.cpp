@@ -389,12 +389,15 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
     const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     const std::array<RunFn, 24>& bufRuns = kBufRuns[bAni ? 1 : 0];
-    // The second pass, by runs of cells with and without attenuation.
+    // The second pass, by runs of cells with and without attenuation, while
+    // the next row's records come in.
     auto relax = [&]() {
-        if (bVisco)
-            strainrows::ForAttenuationRuns(e.visco, r.base, x0, x1, [&](int xa, int xb, bool bAtt) {
-                kViscoRuns[bAni ? 1 : 0][(bAtt ? e.visco.L : 0) + (bSurf ? fd::kMaxRowL + 1 : 0)](r, xa, xb);
-            });
+        if (!bVisco)
+            return;
+        strainrows::PrefetchRecords(e.visco, r.base + e.f.sy, x0, x1);
+        strainrows::ForAttenuationRuns(e.visco, r.base, x0, x1, [&](int xa, int xb, bool bAtt) {
+            kViscoRuns[bAni ? 1 : 0][(bAtt ? e.visco.L : 0) + (bSurf ? fd::kMaxRowL + 1 : 0)](r, xa, xb);
+        });
     };
     if (!e.bPML)
     {

@@ -313,9 +313,10 @@ void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
 }
 
 // The second pass of a stress row with mechanisms, by runs of cells with
-// and without attenuation.
+// and without attenuation, while the next row's records come in.
 void ViscoPass(const ela::ViscoView& v, const ElaRow& r, bool bSurf, int x0, int x1)
 {
+    rows::PrefetchRecords(v, r.base + r.f.sy, x0, x1);
     rows::ForAttenuationRuns(v, r.base, x0, x1, [&](int xa, int xb, bool bAtt) {
         kViscoRuns[(bAtt ? v.L : 0) + (bSurf ? kMaxL + 1 : 0)](r, v, xa, xb);
     });

