@@ -63,9 +63,12 @@ inline float* ThreadBuffer(size_t n)
 // the viscoelastic step's bytes, and the hardware prefetcher follows them
 // poorly. Fetched one row ahead, the viscoelastic and orthorhombic steps
 // ran 8-11% faster, the 21-constant one 2% (whole grid, one and two
-// threads); with every record held in cache the elastic one runs 1.6x.
+// threads); with every record held in cache the elastic one with
+// mechanisms runs 1.6x as fast.
 inline void PrefetchRecords(const ViscoView& v, int64_t base, int x0, int x1)
 {
+    if (!v.viscoM || !v.viscoG)
+        return;
     const float* const p[2] = {v.viscoM, v.viscoG};
     const int64_t n[2] = {3 * (int64_t)v.L, 6 * (int64_t)v.L};
     for (int a = 0; a < 2; a++)
@@ -88,7 +91,7 @@ void ForAttenuationRuns(const ViscoView& v, int64_t base, int x0, int x1, Fn fn)
         return;
     // Most rows are one run (attenuation everywhere or nowhere): a counting
     // pass that vectorises finds them without the cell-by-cell walk below
-    // (2-4% of the viscoelastic step on one thread).
+    // (4% of the viscoelastic step on one thread).
     if (v.L > 0 && v.viscoM && v.viscoG)
     {
         const float* const tau0 = v.viscoM + 2;
