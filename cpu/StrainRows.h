@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cpu/ElaScheme.h"
+#include "cpu/SweepRuns.h"
 
 namespace ela
 {
@@ -69,17 +70,9 @@ inline void PrefetchRecords(const ViscoView& v, int64_t base, int x0, int x1)
 {
     if (!v.viscoM || !v.viscoG)
         return;
-    const float* const p[2] = {v.viscoM, v.viscoG};
-    const int64_t n[2] = {3 * (int64_t)v.L, 6 * (int64_t)v.L};
-    for (int a = 0; a < 2; a++)
-        for (int64_t k = (base + x0) * n[a], k1 = (base + x1 + 1) * n[a]; k < k1; k += 16)
-        {
-#if defined(__x86_64__)
-            asm volatile("prefetcht1 %0" : : "m"(p[a][k]));
-#else
-            __builtin_prefetch(p[a] + k, 0, 2);
-#endif
-        }
+    const int64_t m = 3 * (int64_t)v.L, g = 6 * (int64_t)v.L;
+    fd::PrefetchPiece<true>(v.viscoM, (base + x0) * m, (base + x1 + 1) * m - 1);
+    fd::PrefetchPiece<true>(v.viscoG, (base + x0) * g, (base + x1 + 1) * g - 1);
 }
 
 // Cuts columns x0..x1 of the row at base into runs of cells with and

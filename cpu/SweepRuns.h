@@ -75,17 +75,21 @@ constexpr int kMaxRowL = 10;
 // one. The acoustic rows, with three such arrays, gained nothing from it.
 constexpr int kXAheadRows = 4;
 
-// Every cache line of a[k0..k1]. On x86 as an instruction the compiler
-// must keep: GCC 12 deletes a loop of __builtin_prefetch once it is
-// inlined here (the loop has no other effect).
+// Every cache line of a[k0..k1], into L1 (bL2 false) or L2. On x86 as an
+// instruction the compiler must keep: GCC 12 deletes a loop of
+// __builtin_prefetch once it is inlined here (the loop has no other effect).
+template <bool bL2 = false>
 inline void PrefetchPiece(const float* a, int64_t k0, int64_t k1)
 {
     for (int64_t k = k0; k < k1 + 16; k += 16)
     {
 #if defined(__x86_64__)
-        asm volatile("prefetcht0 %0" : : "m"(a[std::min(k, k1)]));
+        if constexpr (bL2)
+            asm volatile("prefetcht1 %0" : : "m"(a[std::min(k, k1)]));
+        else
+            asm volatile("prefetcht0 %0" : : "m"(a[std::min(k, k1)]));
 #else
-        __builtin_prefetch(a + std::min(k, k1), 1, 3);
+        __builtin_prefetch(a + std::min(k, k1), 1, bL2 ? 2 : 3);
 #endif
     }
 }
