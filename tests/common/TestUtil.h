@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <ftw.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -120,6 +121,30 @@ inline int Run(const std::string& cmd, std::string& out)
     const int st = pclose(p);
     return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
 }
+
+// Held while a test runs a job under mpiexec, so that no two such jobs of
+// the suite run at once: MPICH ranks spin while they wait, and two jobs of
+// three spinning ranks on the two cores of the CI machine made a 10-second
+// run pass its 90-second limit.
+class MpiexecLock
+{
+public:
+    MpiexecLock() : m_fd(open("/tmp/ondex-tests-mpiexec.lock", O_RDWR | O_CREAT, 0666))
+    {
+        if (m_fd >= 0)
+            flock(m_fd, LOCK_EX);
+    }
+    ~MpiexecLock()
+    {
+        if (m_fd >= 0)
+            close(m_fd);   // closing releases the lock
+    }
+    MpiexecLock(const MpiexecLock&) = delete;
+    MpiexecLock& operator=(const MpiexecLock&) = delete;
+
+private:
+    int m_fd;
+};
 
 // Redirects fd 1 into a temporary file until Stop().
 class StdoutCapture

@@ -33,6 +33,7 @@ TEST(DepthGroup, MembersUnderTwoProcesses)
     ASSERT_GT(readlink("/proc/self/exe", szSelf, sizeof(szSelf) - 1), 0);
     sdspc_test::TempDir dir;
     std::string text;
+    testutil::MpiexecLock lock;
     EXPECT_EQ(0, testutil::Run(std::string("cd '") + dir.path() + "' && mpiexec -n 2 '" + szSelf +
                                    "' --gtest_filter='DepthGroupMember.*'",
                                text))

@@ -113,6 +113,7 @@ std::string Job(const SRow& row, const std::string& strGroup, double t1)
 // status, or -1 when it was killed or timed out.
 int RunProgram(const std::string& dir, int n, std::string& strOut)
 {
+    testutil::MpiexecLock lock;
     return testutil::Run("cd '" + dir + "' && rm -rf res && mkdir res && timeout 90 mpiexec -n " +
                              std::to_string(n) + " '" + kProgram + "'",
                          strOut);

@@ -105,6 +105,7 @@ TEST_F(Entry, SurplusProcessIsPassiveAndReleased)
     // three processes on this machine world rank 2 is set aside.
     WriteFile("runtask.ini", kMergeJob);
     WriteShotFiles(1, 1, 1);
+    testutil::MpiexecLock lock;
     EXPECT_EQ(Run("mpiexec -n 3 " + kProgram + " x 1 1"), 0) << m_out;
     EXPECT_NE(m_out.find("1 processes per node\n"), std::string::npos) << m_out;
     EXPECT_NE(m_out.find("--Node: rank 1, "), std::string::npos) << m_out;
