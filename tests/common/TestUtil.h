@@ -1,7 +1,9 @@
 // Small file helpers shared by the test programs.
 #pragma once
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <ftw.h>
 #include <sys/stat.h>
@@ -136,6 +138,7 @@ public:
     }
     ~MpiexecLock()
     {
+        ReapOrphanRanks();
         if (m_fd >= 0)
             close(m_fd);   // closing releases the lock
     }
@@ -143,6 +146,33 @@ public:
     MpiexecLock& operator=(const MpiexecLock&) = delete;
 
 private:
+    // A job cut off by its time limit can leave a rank behind, spinning in
+    // an MPI wait after the launcher is gone (seen once: a rank of the
+    // failing-member job ran on at full speed and slowed every later test
+    // tenfold). Such a rank is an MPI process whose parent is init; none
+    // belongs to a job still running.
+    static void ReapOrphanRanks()
+    {
+        DIR* d = opendir("/proc");
+        if (!d)
+            return;
+        while (dirent* e = readdir(d))
+        {
+            const int pid = atoi(e->d_name);
+            if (pid <= 1)
+                continue;
+            const std::string dir = "/proc/" + std::string(e->d_name);
+            const std::string stat = ReadFile(dir + "/stat"), env = ReadFile(dir + "/environ");
+            const size_t close = stat.rfind(')');
+            int ppid = 0;
+            if (close == std::string::npos || sscanf(stat.c_str() + close + 1, " %*c %d", &ppid) != 1)
+                continue;
+            if (ppid == 1 && stat.find("(ondex)") != std::string::npos && env.find("PMI_RANK=") != std::string::npos)
+                kill(pid, SIGKILL);
+        }
+        closedir(d);
+    }
+
     int m_fd;
 };
 
