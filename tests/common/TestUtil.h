@@ -3,9 +3,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <ftw.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <ftw.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -148,8 +148,8 @@ public:
 private:
     // A job cut off by its time limit can leave a rank behind, spinning in
     // an MPI wait after the launcher is gone (seen once: a rank of the
-    // failing-member job ran on at full speed and slowed every later test
-    // tenfold). Such a rank is an MPI process whose parent is init; none
+    // failing-member job ran on at full speed and slowed later tests up to
+    // 19 times). Such a rank is an MPI process whose parent is init; none
     // belongs to a job still running.
     static void ReapOrphanRanks()
     {
@@ -163,9 +163,9 @@ private:
                 continue;
             const std::string dir = "/proc/" + std::string(e->d_name);
             const std::string stat = ReadFile(dir + "/stat"), env = ReadFile(dir + "/environ");
-            const size_t close = stat.rfind(')');
+            const size_t end = stat.rfind(')');   // the name may hold spaces; state and parent follow it
             int ppid = 0;
-            if (close == std::string::npos || sscanf(stat.c_str() + close + 1, " %*c %d", &ppid) != 1)
+            if (end == std::string::npos || sscanf(stat.c_str() + end + 1, " %*c %d", &ppid) != 1)
                 continue;
             if (ppid == 1 && stat.find("(ondex)") != std::string::npos && env.find("PMI_RANK=") != std::string::npos)
                 kill(pid, SIGKILL);
