@@ -12,6 +12,7 @@
 
 #include "base/CString.h"
 #include "base/SigTest.h"
+#include "run/LauncherWatch.h"
 #include "run/Layout.h"
 #include "run/OndexApp.h"
 #include "run/MpiTags.h"
@@ -44,6 +45,7 @@ int main(int argc, char** argv)
     MPI_Comm_size(MPI_COMM_WORLD, &nWorldSize);
     if (nWorldSize == 0)
         return -2;
+    WatchLauncher(nWorldSize);
 
     int nExit = 0;
     if (!ArrangeProcesses(nWorldRank, nWorldSize, nExit))

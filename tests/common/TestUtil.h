@@ -124,6 +124,43 @@ inline int Run(const std::string& cmd, std::string& out)
     return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
 }
 
+// A process of the program started by an MPI launcher (PMI_RANK in its
+// environment) on this machine: its id, its parent's and its directory.
+struct RankProcess
+{
+    int pid, ppid;
+    std::string cwd;
+};
+
+inline std::vector<RankProcess> ProgramRanks()
+{
+    std::vector<RankProcess> v;
+    DIR* d = opendir("/proc");
+    if (!d)
+        return v;
+    while (dirent* e = readdir(d))
+    {
+        const int pid = atoi(e->d_name);
+        if (pid <= 1)
+            continue;
+        const std::string dir = "/proc/" + std::string(e->d_name);
+        const std::string stat = ReadFile(dir + "/stat");
+        const size_t end = stat.rfind(')');   // the name may hold spaces; state and parent follow it
+        char state = 0;
+        int ppid = 0;
+        if (end == std::string::npos || sscanf(stat.c_str() + end + 1, " %c %d", &state, &ppid) != 2)
+            continue;
+        if (state == 'Z' || stat.find("(ondex)") == std::string::npos ||
+            ReadFile(dir + "/environ").find("PMI_RANK=") == std::string::npos)
+            continue;
+        char cwd[4096];
+        const ssize_t n = readlink((dir + "/cwd").c_str(), cwd, sizeof(cwd) - 1);
+        v.push_back({pid, ppid, std::string(cwd, n > 0 ? (size_t)n : 0)});
+    }
+    closedir(d);
+    return v;
+}
+
 // Held while a test runs a job under mpiexec, so that no two such jobs of
 // the suite run at once: MPICH ranks spin while they wait, and two jobs of
 // three spinning ranks on the two cores of the CI machine made a 10-second
@@ -136,9 +173,17 @@ public:
         if (m_fd >= 0)
             flock(m_fd, LOCK_EX);
     }
+    // A job cut off by its time limit could leave a rank behind, spinning in
+    // an MPI wait after the launcher was gone (seen once: a rank of the
+    // failing-member job ran on at full speed and slowed later tests up to
+    // 19 times). The program now ends such a rank itself; as a second guard,
+    // a rank whose parent is init is killed here. None belongs to a job
+    // still running.
     ~MpiexecLock()
     {
-        ReapOrphanRanks();
+        for (const RankProcess& r : ProgramRanks())
+            if (r.ppid == 1)
+                kill(r.pid, SIGKILL);
         if (m_fd >= 0)
             close(m_fd);   // closing releases the lock
     }
@@ -146,33 +191,6 @@ public:
     MpiexecLock& operator=(const MpiexecLock&) = delete;
 
 private:
-    // A job cut off by its time limit can leave a rank behind, spinning in
-    // an MPI wait after the launcher is gone (seen once: a rank of the
-    // failing-member job ran on at full speed and slowed later tests up to
-    // 19 times). Such a rank is an MPI process whose parent is init; none
-    // belongs to a job still running.
-    static void ReapOrphanRanks()
-    {
-        DIR* d = opendir("/proc");
-        if (!d)
-            return;
-        while (dirent* e = readdir(d))
-        {
-            const int pid = atoi(e->d_name);
-            if (pid <= 1)
-                continue;
-            const std::string dir = "/proc/" + std::string(e->d_name);
-            const std::string stat = ReadFile(dir + "/stat"), env = ReadFile(dir + "/environ");
-            const size_t end = stat.rfind(')');   // the name may hold spaces; state and parent follow it
-            int ppid = 0;
-            if (end == std::string::npos || sscanf(stat.c_str() + end + 1, " %*c %d", &ppid) != 1)
-                continue;
-            if (ppid == 1 && stat.find("(ondex)") != std::string::npos && env.find("PMI_RANK=") != std::string::npos)
-                kill(pid, SIGKILL);
-        }
-        closedir(d);
-    }
-
     int m_fd;
 };
 
