@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "CUDA/ondex_cuda.h"
+#include "engine3d/Calc3D_stiffness.h"
 #include "base/Output.h"
 #include "run/OndexApp.h"
 
@@ -163,23 +164,7 @@ int CCalc3D_CUDA::AllocateMemory(bool bEstimate, bool bQuiet)
             m_pViscoM = NewGrid(3 * cells * (size_t)L);
         // The plane is also the scratch row of the model smoothing.
         m_pPlane = NewGrid(nz * std::max(nx, ny));
-        if (nMethod >= 103)
-        {
-            float** ppAnis[5] = {&m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisPhi, &m_pAnisAlpha};
-            for (int i = 0; i < 5; i++)
-                if (!app.m_strAnisFile[i].IsEmpty())
-                    *ppAnis[i] = NewGrid(cells);
-            float** ppC[9] = {&m_pC11, &m_pC12, &m_pC13, &m_pC22, &m_pC23, &m_pC33, &m_pC44, &m_pC55, &m_pC66};
-            for (float** pp : ppC)
-                *pp = NewGrid(cells);
-        }
-        if (nMethod == 104)
-        {
-            float** ppC[12] = {&m_pC14, &m_pC15, &m_pC16, &m_pC24, &m_pC25, &m_pC26,
-                               &m_pC34, &m_pC35, &m_pC36, &m_pC45, &m_pC46, &m_pC56};
-            for (float** pp : ppC)
-                *pp = NewGrid(cells);
-        }
+        NewAnisotropyGrids(*this, nMethod, cells, &NewGrid);
         if (m_nTimeField & 3)
             m_pTimeHost = NewGrid(NonNeg(m_nTimeNx) * NonNeg(m_nTimeNy) * NonNeg(m_nTimeNz));
         if (m_bPML)

@@ -337,18 +337,6 @@ const std::array<RunFn, 2 * (fd::kMaxRowL + 1)> kViscoRuns[2] = {
     ViscoTable<false>(std::make_integer_sequence<int, fd::kMaxRowL + 1>()),
     ViscoTable<true>(std::make_integer_sequence<int, fd::kMaxRowL + 1>())};
 
-// Whether any cell of columns x0..x1 of the row at base lies directly below
-// an empty cell.
-bool RowUnderSurface(const ela::ElaFields& f, int64_t base, int x0, int x1)
-{
-    const float* const above = f.b + base - f.sz;
-    int nEmpty = 0;
-#pragma omp simd reduction(+ : nEmpty)
-    for (int x = x0; x <= x1; x++)
-        nEmpty += above[x] > 0.0f ? 0 : 1;
-    return nEmpty > 0;
-}
-
 template <bool bAni>
 void CellRow(const ani::AniStep& s, int y, int z, int x0, int x1)
 {
@@ -386,7 +374,7 @@ void Row(const ani::AniStep& s, int y, int z, int x0, int x1, Ring& ring)
         if (bAni)
             FillRows(e.f, r.base, y, z, x0, x1, ring, r.d);
     };
-    const bool bSurf = !e.bSuppressSV && RowUnderSurface(e.f, r.base, x0, x1);
+    const bool bSurf = !e.bSuppressSV && ela::RowUnderSurface(e.f, r.base, x0, x1);
     const std::array<RunFn, 48>& runs = kRuns[bAni ? 1 : 0];
     const std::array<RunFn, 24>& bufRuns = kBufRuns[bAni ? 1 : 0];
     // The second pass, by runs of cells with and without attenuation, while

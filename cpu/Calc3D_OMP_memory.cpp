@@ -2,6 +2,7 @@
 // and the planes handed to the depth exchange.
 
 #include "cpu/Calc3D_OMP.h"
+#include "engine3d/Calc3D_stiffness.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -264,25 +265,7 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet)
             m_pTxz = NewGrid(cells);
             m_pTyz = NewGrid(cells);
         }
-        if (nMethod >= 103)
-        {
-            // File order of the job: epsilon, delta, gamma, phi, azimuth;
-            // the azimuth key feeds the tilt grid alpha.
-            float** ppAnis[5] = {&m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisPhi, &m_pAnisAlpha};
-            for (int i = 0; i < 5; i++)
-                if (!app.m_strAnisFile[i].IsEmpty())
-                    *ppAnis[i] = NewGrid(cells);
-            float** ppC[9] = {&m_pC11, &m_pC12, &m_pC13, &m_pC22, &m_pC23, &m_pC33, &m_pC44, &m_pC55, &m_pC66};
-            for (float** pp : ppC)
-                *pp = NewGrid(cells);
-        }
-        if (nMethod == 104)
-        {
-            float** ppC[12] = {&m_pC14, &m_pC15, &m_pC16, &m_pC24, &m_pC25, &m_pC26,
-                               &m_pC34, &m_pC35, &m_pC36, &m_pC45, &m_pC46, &m_pC56};
-            for (float** pp : ppC)
-                *pp = NewGrid(cells);
-        }
+        NewAnisotropyGrids(*this, nMethod, cells, &NewGrid);
         for (int bit = 0; bit < 2; bit++)
             if (m_nTimeField & (1 << bit))
             {

@@ -290,18 +290,6 @@ const SpongeFn kVelSponge[2] = {&VelRunSponge<false>, &VelRunSponge<true>};
 const SpongeFn kTauSponge[4] = {&TauRunSponge<false, false>, &TauRunSponge<true, false>,
                                 &TauRunSponge<false, true>, &TauRunSponge<true, true>};
 
-// Whether any cell of columns x0..x1 of the row at base lies directly below
-// an empty cell: one pass over B of the row above.
-bool RowUnderSurface(const ElaFields& f, int64_t base, int x0, int x1)
-{
-    const float* const above = f.b + base - f.sz;
-    int nEmpty = 0;
-#pragma omp simd reduction(+ : nEmpty)
-    for (int x = x0; x <= x1; x++)
-        nEmpty += above[x] > 0.0f ? 0 : 1;
-    return nEmpty > 0;
-}
-
 template <bool bTau>
 void CellRow(const ela::ElaStep& s, int y, int z, int x0, int x1)
 {

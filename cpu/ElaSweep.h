@@ -27,6 +27,19 @@ void ElaSweepTwoSteps(const ElaStep& u, const ElaStep& t1, const ElaStep& t2, co
 // One row of the velocity step, for the anisotropic methods' pairs.
 void ElaRowU(const ElaStep& s, int y, int z, int x0, int x1);
 
+// Whether any cell of columns x0..x1 of the row at base lies directly below
+// an empty cell: one pass over B of the row above. Only such rows take the
+// stress and velocity loops with the per-cell surface select.
+inline bool RowUnderSurface(const ElaFields& f, int64_t base, int x0, int x1)
+{
+    const float* const above = f.b + base - f.sz;
+    int nEmpty = 0;
+#pragma omp simd reduction(+ : nEmpty)
+    for (int x = x0; x <= x1; x++)
+        nEmpty += above[x] > 0.0f ? 0 : 1;
+    return nEmpty > 0;
+}
+
 // The record of a half step from the engine's grids and the clamped box; 0,
 // or -200 with one line when the grids do not fit the scheme. Defined with
 // the engine's operations.

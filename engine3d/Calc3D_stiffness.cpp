@@ -227,3 +227,25 @@ int FillStiffness(CCalc3D& e, float c1, float c2)
             z + e.m_nZ0, bad.vp, bad.vs, bad.rho, bad.eps, bad.delta, bad.gamma, bad.alpha, bad.phi);
     return -108;
 }
+
+void NewAnisotropyGrids(CCalc3D& e, int nMethod, size_t cells, float* (*newGrid)(size_t))
+{
+    if (nMethod < 103)
+        return;
+    // File order of the job: epsilon, delta, gamma, phi, azimuth; the
+    // azimuth key feeds the tilt grid alpha.
+    float** ppAnis[5] = {&e.m_pAnisEps, &e.m_pAnisDelta, &e.m_pAnisGamma, &e.m_pAnisPhi, &e.m_pAnisAlpha};
+    for (int i = 0; i < 5; i++)
+        if (!e.m_pApp->m_strAnisFile[i].IsEmpty())
+            *ppAnis[i] = newGrid(cells);
+    float** ppC9[9] = {&e.m_pC11, &e.m_pC12, &e.m_pC13, &e.m_pC22, &e.m_pC23,
+                       &e.m_pC33, &e.m_pC44, &e.m_pC55, &e.m_pC66};
+    for (float** pp : ppC9)
+        *pp = newGrid(cells);
+    if (nMethod != 104)
+        return;
+    float** ppC12[12] = {&e.m_pC14, &e.m_pC15, &e.m_pC16, &e.m_pC24, &e.m_pC25, &e.m_pC26,
+                         &e.m_pC34, &e.m_pC35, &e.m_pC36, &e.m_pC45, &e.m_pC46, &e.m_pC56};
+    for (float** pp : ppC12)
+        *pp = newGrid(cells);
+}
