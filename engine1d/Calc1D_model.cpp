@@ -11,6 +11,7 @@
 
 #include "base/Output.h"
 #include "engine3d/Calc3D.h"
+#include "engine3d/ModelSmooth.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
 
@@ -181,54 +182,11 @@ int CCalc1D::SmoothModel()
     return 0;
 }
 
-// The seven-point mean of the 3D engine: a rock cell whose six neighbours
-// are all rock becomes their mean with itself. One XZ plane of scratch holds
-// row y's results until row y + 1 has read them as neighbours.
+// The seven-point mean of the 3D engine, on the column's small grid.
 int CCalc1D::SmoothModelComponent(float* pGrid, int nPasses, float* pScratch)
 {
     if (!pScratch)
         return -4;
-    if (!pGrid || m_nx < 3 || m_ny < 3 || m_nz < 3)
-        return 0;
-    const int nx = m_nx, ny = m_ny, nz = m_nz;
-    const size_t nxy = (size_t)nx * ny;
-    for (int nPass = 0; nPass < nPasses; nPass++)
-    {
-        for (int iy = 1; iy <= ny - 2; iy++)
-        {
-            for (int iz = 1; iz <= nz - 2; iz++)
-            {
-                for (int ix = 1; ix <= nx - 2; ix++)
-                {
-                    const size_t n = (size_t)iz * nxy + (size_t)iy * nx + ix;
-                    const float c = pGrid[n];
-                    float v = c;
-                    if (c != 0.0f)
-                    {
-                        const float nb[6] = {pGrid[n + nxy], pGrid[n - nxy], pGrid[n + nx],
-                                             pGrid[n - nx], pGrid[n + 1], pGrid[n - 1]};
-                        float s = c;
-                        int nCount = 1;
-                        for (float f : nb)
-                            if (f > 0.0f)
-                            {
-                                s += f;
-                                nCount++;
-                            }
-                        if (nCount == 7)
-                            v = s / 7.0f;
-                    }
-                    float& w = pScratch[(size_t)iz * nx + ix];
-                    if (iy > 1)
-                        pGrid[n - nx] = w;
-                    w = v;
-                }
-            }
-        }
-        const int iy = ny - 2;
-        for (int iz = 1; iz <= nz - 2; iz++)
-            for (int ix = 1; ix <= nx - 2; ix++)
-                pGrid[(size_t)iz * nxy + (size_t)iy * nx + ix] = pScratch[(size_t)iz * nx + ix];
-    }
+    SmoothSevenPoint(pGrid, m_nx, m_ny, m_nz, nPasses, pScratch);
     return 0;
 }

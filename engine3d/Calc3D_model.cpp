@@ -3,6 +3,7 @@
 // derived from the P velocity; the smoothing pass over finished grids.
 
 #include "engine3d/Calc3D.h"
+#include "engine3d/ModelSmooth.h"
 
 #include <cmath>
 #include <cstring>
@@ -294,20 +295,15 @@ int CCalc3D::SmoothModel()
 }
 
 // One pass needs a single plane of scratch: the results of row y wait in
-// m_pPlane and go into the grid cell by cell while row y + 1 is computed,
-// each right after row y + 1 has read that cell as its neighbour.
-int CCalc3D::SmoothModelComponent(float* pGrid, int nPasses)
+// it and go into the grid cell by cell while row y + 1 is computed, each
+// right after row y + 1 has read that cell as its neighbour. The planes of
+// a row are independent: a cell reads row y of the planes beside it, which
+// no thread writes before row y + 1.
+void SmoothSevenPoint(float* pGrid, int nx, int ny, int nz, int nPasses, float* pScratch)
 {
-    if (!m_pPlane)
-    {
-        u_Error("Error! SmoothModelComponent(): the scratch plane is not allocated.\n");
-        return -4;
-    }
-    if (!pGrid || m_nx < 3 || m_ny < 3 || m_nz < 3)
-        return 0;
-    const int nx = m_nx, ny = m_ny, nz = m_nz;
+    if (!pGrid || !pScratch || nx < 3 || ny < 3 || nz < 3)
+        return;
     const size_t nxy = (size_t)nx * ny;
-    float* const pPlane = m_pPlane;
     for (int nPass = 0; nPass < nPasses; nPass++)
     {
         for (int iy = 1; iy <= ny - 2; iy++)
@@ -337,7 +333,7 @@ int CCalc3D::SmoothModelComponent(float* pGrid, int nPasses)
                         if (nCount == 7)
                             v = s / 7.0f;
                     }
-                    float& w = pPlane[(size_t)iz * nx + ix];
+                    float& w = pScratch[(size_t)iz * nx + ix];
                     if (iy > 1)
                         pGrid[n - nx] = w;   // row y - 1, read by this cell just above
                     w = v;
@@ -348,7 +344,17 @@ int CCalc3D::SmoothModelComponent(float* pGrid, int nPasses)
         const int iy = ny - 2;
         for (int iz = 1; iz <= nz - 2; iz++)
             for (int ix = 1; ix <= nx - 2; ix++)
-                pGrid[(size_t)iz * nxy + (size_t)iy * nx + ix] = pPlane[(size_t)iz * nx + ix];
+                pGrid[(size_t)iz * nxy + (size_t)iy * nx + ix] = pScratch[(size_t)iz * nx + ix];
     }
+}
+
+int CCalc3D::SmoothModelComponent(float* pGrid, int nPasses)
+{
+    if (!m_pPlane)
+    {
+        u_Error("Error! SmoothModelComponent(): the scratch plane is not allocated.\n");
+        return -4;
+    }
+    SmoothSevenPoint(pGrid, m_nx, m_ny, m_nz, nPasses, m_pPlane);
     return 0;
 }
