@@ -72,6 +72,15 @@ void CCubeR::SetEmpty()
     x0 = y0 = z0 = x1 = y1 = z1 = NOT_SET_VALUE;
 }
 
+void CCubeR::FillUnset(const CCubeR& c)
+{
+    double* const mine[6] = {&x0, &y0, &z0, &x1, &y1, &z1};
+    const double theirs[6] = {c.x0, c.y0, c.z0, c.x1, c.y1, c.z1};
+    for (int i = 0; i < 6; i++)
+        if (*mine[i] == NOT_SET_VALUE)
+            *mine[i] = theirs[i];
+}
+
 void CCubeR::Expand(const C3DPointR& pt)
 {
     if (IsEmpty())

@@ -81,6 +81,8 @@ public:
     // Inclusive on all six faces.
     bool IsPointInside(const C3DPointR& pt) const;
     void SetEmpty();
+    // Each of the six values still "not set" takes the value of c.
+    void FillUnset(const CCubeR& c);
 
     double x0, y0, z0, x1, y1, z1;
 };

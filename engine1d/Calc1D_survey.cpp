@@ -85,18 +85,8 @@ int CCalc1D::PrepareSurvey(CSurvey3D& survey, bool)
         return -3;
     }
     const CRectR rectAll = file.GetXYRect(0, CPointR());
-    if (m_cubeModel.x0 == NOT_SET_VALUE)
-        m_cubeModel.x0 = rectAll.x0;
-    if (m_cubeModel.x1 == NOT_SET_VALUE)
-        m_cubeModel.x1 = rectAll.x1;
-    if (m_cubeModel.y0 == NOT_SET_VALUE)
-        m_cubeModel.y0 = rectAll.y0;
-    if (m_cubeModel.y1 == NOT_SET_VALUE)
-        m_cubeModel.y1 = rectAll.y1;
-    if (m_cubeModel.z0 == NOT_SET_VALUE)
-        m_cubeModel.z0 = file.m_traseParam[0];
-    if (m_cubeModel.z1 == NOT_SET_VALUE)
-        m_cubeModel.z1 = file.m_traseParam[1];
+    m_cubeModel.FillUnset(
+        CCubeR(rectAll.x0, rectAll.y0, file.m_traseParam[0], rectAll.x1, rectAll.y1, file.m_traseParam[1]));
 
     const CRectR rect = file.GetXYRect(1, CPointR());
     const CSizeN size = file.GetXYSize(CPointR());

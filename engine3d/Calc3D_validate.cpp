@@ -11,8 +11,6 @@
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
 
-static const double NOT_SET = -9999.25;
-
 // Text of a source type in the settings report and the shot header.
 static const char* SourceTypeText(int nType)
 {
@@ -180,18 +178,7 @@ int CCalc3D::BuildShotGrid()
             return -3;
         }
         const CRectR rect = file.GetXYRect(0, CPointR());
-        if (m_cubeModel.x0 == NOT_SET)
-            m_cubeModel.x0 = rect.x0;
-        if (m_cubeModel.x1 == NOT_SET)
-            m_cubeModel.x1 = rect.x1;
-        if (m_cubeModel.y0 == NOT_SET)
-            m_cubeModel.y0 = rect.y0;
-        if (m_cubeModel.y1 == NOT_SET)
-            m_cubeModel.y1 = rect.y1;
-        if (m_cubeModel.z0 == NOT_SET)
-            m_cubeModel.z0 = file.m_traseParam[0];
-        if (m_cubeModel.z1 == NOT_SET)
-            m_cubeModel.z1 = file.m_traseParam[1];
+        m_cubeModel.FillUnset(CCubeR(rect.x0, rect.y0, file.m_traseParam[0], rect.x1, rect.y1, file.m_traseParam[1]));
         file.Reset();
     }
 

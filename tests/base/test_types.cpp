@@ -47,6 +47,20 @@ TEST(CCubeRTest, IntersectTable)
     }
 }
 
+// The job's open model bounds come from the model file: only the values
+// left "not set" change, each from its own counterpart.
+TEST(CCubeRTest, FillUnsetTakesOnlyTheOpenValues)
+{
+    const CCubeR file(1, 2, 3, 4, 5, 6);
+    CCubeR c;
+    c.x0 = 10, c.z1 = 60;
+    c.FillUnset(file);
+    EXPECT_EQ(c, CCubeR(10, 2, 3, 4, 5, 60));
+    CCubeR full(7, 8, 9, 10, 11, 12);
+    full.FillUnset(file);
+    EXPECT_EQ(full, CCubeR(7, 8, 9, 10, 11, 12));
+}
+
 TEST(CCubeRTest, IsPointInsideIsInclusiveForCubeAndRect)
 {
     CCubeR c(0, 0, 0, 10, 20, 30);
