@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "base/Output.h"
+#include "engine3d/Calc3D.h"
 #include "files/SdsPC.h"
 #include "run/OndexApp.h"
 
@@ -74,32 +75,10 @@ int CCalc1D::AllocateMemory(bool, bool)
 
 CString CCalc1D::GetFileName(int, char cComponent, bool, bool, double)
 {
-    CString strBase = m_pApp->m_strModelPW;
-    if (strBase.IsEmpty())
-        strBase = "Model";
-    // Both separators count: job files are written on either kind of system.
-    const int nSlash = strBase.ReverseFind('/');
-    const int nBack = strBase.ReverseFind('\\');
-    const int nCut = nSlash > nBack ? nSlash : nBack;
-    if (nCut >= 0)
-        strBase = strBase.Mid(nCut + 1);
-    CString strName = m_pApp->m_strOutputDir.IsEmpty() ? strBase : m_pApp->m_strOutputDir + strBase;
-    const int nDot = strName.ReverseFind('.');
-    if (nDot > 0)
-        strName = strName.Left(nDot);
-
-    char szComp[2] = {0, 0};
-    switch (cComponent)
-    {
-    case 'X': szComp[0] = 'x'; break;
-    case 'Y': szComp[0] = 'y'; break;
-    case 'Z': szComp[0] = 'z'; break;
-    case 'C': szComp[0] = 'c'; break;
-    case ' ': break;
-    default: szComp[0] = cComponent; break;
-    }
+    char szComp[2];
+    ComponentSuffix(cComponent, szComp);
     CString strResult;
-    strResult.Format("%s+%s3D%sS%c%s%s%s", strName.c_str(), "Gath", "I", 'U', szComp, "", ".sgy");
+    strResult.Format("%s+%s3D%sS%c%s%s%s", ResultFileStem(*m_pApp).c_str(), "Gath", "I", 'U', szComp, "", ".sgy");
     return strResult;
 }
 

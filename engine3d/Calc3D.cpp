@@ -167,26 +167,41 @@ float CCalc3D::SWaveRamp(double tCur, double dFreq)
     return s * s;
 }
 
-CString CCalc3D::GetFileName(int nType, char cComponent, bool bTemplate, bool bMerged, double rValue)
+CString ResultFileStem(const COndexApp& app)
 {
-    CString strBase = m_pApp->m_strModelPW;
+    CString strBase = app.m_strModelPW;
     if (strBase.IsEmpty())
         strBase = "Model";
     // Both separators count: job files are written on either kind of system.
-    int nSlash = strBase.ReverseFind('/');
-    int nBack = strBase.ReverseFind('\\');
-    int nCut = nSlash > nBack ? nSlash : nBack;
+    const int nSlash = strBase.ReverseFind('/');
+    const int nBack = strBase.ReverseFind('\\');
+    const int nCut = nSlash > nBack ? nSlash : nBack;
     if (nCut >= 0)
         strBase = strBase.Mid(nCut + 1);
-
-    CString strName;
-    if (!m_pApp->m_strOutputDir.IsEmpty())
-        strName = m_pApp->m_strOutputDir + strBase;
-    else
-        strName = strBase;
-    int nDot = strName.ReverseFind('.');
+    CString strName = app.m_strOutputDir.IsEmpty() ? strBase : app.m_strOutputDir + strBase;
+    const int nDot = strName.ReverseFind('.');
     if (nDot > 0)
         strName = strName.Left(nDot);
+    return strName;
+}
+
+void ComponentSuffix(char cComponent, char* szComp)
+{
+    szComp[0] = szComp[1] = 0;
+    switch (cComponent)
+    {
+    case 'X': szComp[0] = 'x'; break;
+    case 'Y': szComp[0] = 'y'; break;
+    case 'Z': szComp[0] = 'z'; break;
+    case 'C': szComp[0] = 'c'; break;
+    case ' ': break;
+    default: szComp[0] = cComponent; break;
+    }
+}
+
+CString CCalc3D::GetFileName(int nType, char cComponent, bool bTemplate, bool bMerged, double rValue)
+{
+    const CString strName = ResultFileStem(*m_pApp);
 
     const char* pszKind;
     switch (nType)
@@ -220,16 +235,8 @@ CString CCalc3D::GetFileName(int nType, char cComponent, bool bTemplate, bool bM
     default: cDir = 'U'; break;
     }
 
-    char szComp[2] = {0, 0};
-    switch (cComponent)
-    {
-    case 'X': szComp[0] = 'x'; break;
-    case 'Y': szComp[0] = 'y'; break;
-    case 'Z': szComp[0] = 'z'; break;
-    case 'C': szComp[0] = 'c'; break;
-    case ' ': break;
-    default: szComp[0] = cComponent; break;
-    }
+    char szComp[2];
+    ComponentSuffix(cComponent, szComp);
 
     CString strNote;
     bool bNote = false;

@@ -17,6 +17,13 @@ class COndexApp;
 // with a solid cell; grids of nx * ny * nz cells, x fastest.
 bool FluidBesideRock(const float* pVp, const float* pVs, int nx, int ny, int nz);
 
+// The start of every result file name: the output directory and the model
+// file's name without its folder and extension ("Model" when there is none).
+CString ResultFileStem(const COndexApp& app);
+// The component's letter in a result file name: x, y, z or c for X, Y, Z or
+// C, none for ' ', any other as it is; szComp holds two chars.
+void ComponentSuffix(char cComponent, char* szComp);
+
 class CCalc3D
 {
 public:
