@@ -2,8 +2,9 @@
 // be reached by MPI_Abort any more: a rank waiting for a peer in the depth
 // exchange or for the master's next message would spin at full speed until
 // someone finds and kills it. When the parent process changes, the launcher
-// is gone, and the process ends with a line on stderr. The thread makes no
-// MPI call, so it needs no thread support from the MPI library.
+// is gone, and the process ends with a line in its log and on stderr. The
+// thread makes no MPI call, so it needs no thread support from the MPI
+// library.
 #include "run/LauncherWatch.h"
 
 #include <fcntl.h>
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <initializer_list>
 #include <thread>
 
 #include "base/Output.h"
@@ -33,12 +35,9 @@ void WatchLauncher(int nWorldSize)
                 char name[64];
                 snprintf(name, sizeof(name), "Ondex-%d.log", g_nNode);
                 const int fd = open(name, O_WRONLY | O_APPEND | O_CREAT, 0644);
-                if (fd >= 0 && write(fd, msg, sizeof(msg) - 1) < 0)
-                {
-                }
-                if (write(STDERR_FILENO, msg, sizeof(msg) - 1) < 0)
-                {
-                }
+                for (const int f : {fd, (int)STDERR_FILENO})
+                    if (f >= 0 && write(f, msg, sizeof(msg) - 1) < 0)
+                        continue;   // nothing more to try: the process ends anyway
                 _exit(kLauncherGoneExit);
             }
         }
