@@ -184,11 +184,18 @@ struct ViscoView
     float dt;
 };
 
-// Whether the cell takes the viscoelastic form: the first mechanism's
-// relaxation time is below 1 (1 marks a cell without attenuation).
+// Whether a cell attenuates, from the relaxation time of its first
+// mechanism: 1.0 or more marks a cell without attenuation.
+ONDEX_HD bool Attenuates(float tau0)
+{
+    return tau0 < 1.0f;
+}
+
+// Whether the cell takes the viscoelastic form: records present and the
+// cell attenuates.
 ONDEX_HD bool IsViscoCell(const ViscoView& v, int64_t i)
 {
-    return v.L > 0 && v.viscoM && v.viscoG && v.viscoM[i * 3 * v.L + 2] < 1.0f;
+    return v.L > 0 && v.viscoM && v.viscoG && Attenuates(v.viscoM[i * 3 * v.L + 2]);
 }
 
 // A cell's mechanism records where they lie in memory, cell-major: the

@@ -92,7 +92,7 @@ void ForAttenuationRuns(const ViscoView& v, int64_t base, int x0, int x1, Fn fn)
         int nAtt = 0;
 #pragma omp simd reduction(+ : nAtt)
         for (int x = x0; x <= x1; x++)
-            nAtt += tau0[(base + x) * n] < 1.0f ? 1 : 0;
+            nAtt += Attenuates(tau0[(base + x) * n]) ? 1 : 0;
         if (nAtt == 0 || nAtt == x1 - x0 + 1)
         {
             fn(x0, x1, nAtt > 0);
